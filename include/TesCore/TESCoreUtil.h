@@ -1,0 +1,230 @@
+#ifndef TESCORE_TESCOREUTIL_H
+#define TESCORE_TESCOREUTIL_H
+
+/// \file TESCoreUtil.h
+/// Files, folders, temporary paths and UUID text.
+///
+/// \code
+/// QString error;
+/// if (!TESCoreUtil::WriteBinaryFile(picture, path, &error))
+///     showMessage(error);
+/// \endcode
+///
+/// Paths are absolute or relative to the working folder. A path that no entry can have (it holds a NUL
+/// character, or the locale cannot encode it) is treated like that of a missing entry. Where a function takes
+/// `error`, it may be null; the text is written on the failures named and left as it was otherwise. It is the
+/// description that Qt's file classes give (`QIODevice::errorString()`).
+///
+/// The file functions block for as long as the file system does. They keep no state: any thread may call
+/// them, and they do not guard against other processes that change the same files meanwhile, except where
+/// they say so.
+
+#include <TesCore/TesCoreGlobal.h>
+
+#include <QByteArray>
+#include <QDir>
+#include <QFileInfo>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+namespace TESCoreUtil {
+
+/// \name UUID text
+/// \{
+
+/// A new random UUID (RFC 4122, version 4) as 36 characters: lower-case hexadecimal digits, hyphens at
+/// positions 8, 13, 18 and 23, no braces. Reentrant; keeps no state.
+TESCORE_EXPORT QString CreateUUID();
+
+/// \}
+/// \name Single files
+/// \{
+
+/// Removes the file `path`. True when nothing is there afterwards, also when nothing was. A link is removed
+/// as a link; one whose target is missing counts as nothing and stays. A folder is refused with an `error`.
+TESCORE_EXPORT bool DeleteFile(const QString &path, QString *error = nullptr);
+
+/// Renames the file or folder `source`. An existing `destination` is replaced only with `overwrite`, and
+/// never when it is a folder. Refused, with nothing changed, when replacing it would destroy the source: both
+/// name the same entry, or `source` is a link that leads to `destination`. Across file systems a file is
+/// copied, made durable (fsync) and only then removed; a folder is refused. A rename that fails leaves both
+/// where they were.
+TESCORE_EXPORT bool RenameFile(const QString &source, const QString &destination, bool overwrite = false);
+
+/// Copies the file `source` to `destination` and removes `source` once the copy is durable (fsync). True when
+/// the copy succeeded, even if `source` could not be removed and now exists twice. An existing file at
+/// `destination` is replaced only with `overwrite`, only after the new content is complete, and never when
+/// that would destroy the source (see RenameFile()). Links are followed: the content is copied. Only regular
+/// files are moved.
+TESCORE_EXPORT bool MoveFile(const QString &source, const QString &destination, bool overwrite = false);
+
+/// Whether `path` can be read. A folder is judged by its permissions and never gives an `error`; a file is
+/// opened and closed. FIFOs, sockets and devices are judged by their permissions without being opened, so
+/// nothing blocks.
+TESCORE_EXPORT bool IsReadable(const QString &path, QString *error = nullptr);
+
+/// Whether `path` can be written. As IsReadable(); an existing file keeps its content. Where nothing exists,
+/// a probe file is made exclusively and removed again. A link whose target is missing is judged by making and
+/// removing the probe beside it: neither the link nor its target is touched.
+TESCORE_EXPORT bool IsWritable(const QString &path, QString *error = nullptr);
+
+/// \}
+/// \name Free names
+/// \{
+
+/// `path` itself while nothing exists there, else the first free name of a sequence that grows from the name
+/// last tried. Nothing is created or reserved. An empty `separator` stands for "_".
+///
+///     Report.txt taken                     => /folder/Report_1.txt
+///     Report.txt and Report_1.txt taken    => /folder/Report_1_2.txt
+///     archive.tar.gz taken                 => /folder/archive.tar_1.gz
+///     Chapter taken                        => /folder/Chapter_1.
+///     .profile taken                       => /folder/_1.profile
+///
+/// A free `path` is returned unchanged; any other result is absolute. A link whose target is missing does not
+/// count as taken.
+TESCORE_EXPORT QString GetUniqueFileName(const QString &path, QString separator);
+
+/// The same with the separator "_".
+TESCORE_EXPORT QString GetUniqueFileName(const QString &path);
+
+/// As GetUniqueFileName(), with a blank, and counting on from the name given.
+///
+///     Notes.txt and Notes 1.txt taken      => /folder/Notes 2.txt
+///     Chapter taken                        => /folder/Chapter 1.
+TESCORE_EXPORT QString GetUniqueSequentialFileName(const QString &path);
+
+/// \}
+/// \name Temporary paths
+/// QCoreApplication must exist: its name is part of the paths. See also TESTempFolder.
+/// \{
+
+/// The application's temporary root: the system's temporary folder, "/", the application name. Creates
+/// nothing.
+TESCORE_EXPORT QString GetTessarineTempPath();
+
+/// A path below the temporary root where nothing exists, its last part a fresh UUID. With `create` the folder
+/// is made exclusively for this user (mode 0700), missing parents likewise. Nothing is created below a root
+/// that others could tamper with: one that belongs to somebody who is neither this user nor root, or that all
+/// may write to without the sticky bit. A failed creation is not reported; the path is returned all the same.
+TESCORE_EXPORT QString GetNewTempFolderPath(bool create = false);
+
+/// A path below the temporary root where nothing exists: a fresh UUID and `suffix`, which gets a leading "."
+/// when it has none. An empty suffix stays empty. The folder that is to hold the file is created as by
+/// GetNewTempFolderPath(); the file is not.
+TESCORE_EXPORT QString GetNewTempFilePath(QString suffix = QString());
+
+/// Copies the file `path` to a fresh name in the system's temporary folder: a UUID, ".", the suffix of
+/// `path`. The path of the copy, or a null string when `path` is missing, is not a regular file or could not
+/// be copied. The copy has the permissions of the original.
+TESCORE_EXPORT QString CreateTemporaryCopy(const QString &path);
+
+/// \}
+/// \name Whole files
+/// There is no size limit but that of the result type. Only regular files are read; FIFOs, sockets and
+/// devices are refused, so that nothing blocks.
+/// \{
+
+/// Replaces the content of the file `path` by `text`, encoded by the QTextCodec named `codec` (null, or a
+/// name that is not known: UTF-8 and the locale's codec respectively), without a byte-order mark. Line
+/// endings are written as they stand. True when the file could be opened; a failure after that is not
+/// detected. Where the result must be sure, encode the text and call WriteBinaryFile().
+TESCORE_EXPORT bool WriteUnicodeTextFile(const QString &text, const QString &path, QString *error = nullptr,
+                                         const char *codec = nullptr);
+
+/// The text of the file `path`, decoded by the QTextCodec named `codec` (as above). A byte-order mark
+/// (Unicode, section 23.8) at the start selects the matching Unicode codec instead and is not part of the
+/// text. Bytes that do not decode become U+FFFD, an incomplete last character included. With
+/// `convertLineEndings` the text passes through ConvertLineEndings(). A null string and an `error` when the
+/// file cannot be opened or read to its end, or does not fit the result; an empty string for an empty file.
+TESCORE_EXPORT QString ReadUnicodeTextFile(const QString &path, QString *error = nullptr,
+                                           const char *codec = nullptr, bool convertLineEndings = false);
+
+/// The bytes of the file `path`; a null array and an `error` when it cannot be opened or read to its end, or
+/// does not fit the result; an empty array for an empty file.
+TESCORE_EXPORT QByteArray ReadBinaryFile(const QString &path, QString *error = nullptr);
+
+/// Replaces the content of the file `path`, which is created if missing, by `data`. True when every byte was
+/// handed to the file system; otherwise the file holds what could be written, and `error` is the description
+/// of the failed open or "Could not write all data to file" (translated in the context "QObject").
+TESCORE_EXPORT bool WriteBinaryFile(const QByteArray &data, const QString &path, QString *error = nullptr);
+
+/// `text` with every "\r\n", and then every "\r" that remains, made "\n". Text without "\r" is returned as it
+/// is, without a copy. Reentrant; keeps no state.
+TESCORE_EXPORT QString ConvertLineEndings(const QString &text);
+
+/// The SHA-1 digest (RFC 3174) of the file's content, 20 raw bytes; an empty array when it cannot be opened
+/// or read to its end. Memory use does not depend on the file's size.
+TESCORE_EXPORT QByteArray calcHashSum(const QString &fileName);
+
+/// \}
+/// \name Folder trees
+/// These functions see what QDir lists without hidden and system entries: names that begin with ".", FIFOs,
+/// sockets, devices and links whose target is missing are never moved, copied, counted, listed or deleted.
+/// Entries are visited by name, ignoring case. File names may hold any bytes and trees may be of any depth; a
+/// small, bounded number of descriptors is used.
+///
+/// Links to folders are entered by the copies, the moves and the list, but never by a deletion. A walk does
+/// not enter a folder that it is already inside; CopyDirectory() and the moves report false there. A walk
+/// that meets more than 100,000 links behind links ends in the same way.
+///
+/// Moving or copying a folder onto itself or into its own tree is refused before the first change, however
+/// the two paths are written (links, "..", trailing slashes, bind mounts).
+/// \{
+
+/// Moves the files of `source` by renaming them, merging into `destination`, which is created if missing.
+/// Nothing is overwritten; a folder whose name is taken in `destination` is skipped with all that is in it.
+/// Goes on after a failure; true when every step succeeded. The folders of `source` stay. Across file systems
+/// each file is copied, made durable and then removed. False when either path is empty.
+TESCORE_EXPORT bool MoveDirectoryQuick(const QString &source, const QString &destination);
+
+/// The same as MoveDirectoryCopy().
+TESCORE_EXPORT bool MoveDirectory(const QString &source, const QString &destination);
+
+/// Replaces the visible content of `destination` by a copy of `source`, makes the copy durable (syncfs), and
+/// then deletes from `source` what was copied. True when all of it succeeded. What changed in `source` or
+/// appeared there meanwhile stays, with the result false; so do hidden entries and the folders that hold
+/// them. When the copy fails `source` is whole. False, with nothing changed, when either path is empty, when
+/// `source` is no folder, and when `destination` is a folder that holds `source`.
+TESCORE_EXPORT bool MoveDirectoryCopy(const QString &source, const QString &destination);
+
+/// Copies the content of `source` into `destination`, which is created if missing. Stops at the first
+/// failure, such as a name that is taken in `destination`, and leaves what was copied. Files get the
+/// permissions of the original, and appear under their names only when complete. A source that is missing or
+/// not a folder counts as empty.
+TESCORE_EXPORT bool CopyDirectory(const QDir &source, const QDir &destination);
+
+/// Copies the content of `source` into `destination`, going on after failures; nothing is overwritten.
+/// `destination` itself is created with its first sub-folder, not before: files that come earlier are not
+/// copied when it is missing.
+TESCORE_EXPORT void CopyFiles(const QString &source, const QString &destination);
+
+/// Deletes the folder `path` with everything visible in it. Links are removed as links, also `path` itself;
+/// what is behind them is never touched, even when somebody swaps folders for links meanwhile. Stops at the
+/// first entry that cannot be removed. True when the folder is gone, or never was (as for an empty path).
+/// Hidden entries stay and make the result false; so does a `path` that is a file.
+TESCORE_EXPORT bool DeleteFolderAndFiles(const QString &path);
+
+/// Deletes everything visible in the folder `path`, as DeleteFolderAndFiles() does, and keeps the folder.
+/// True when nothing was left to delete, also for a missing folder. False, with nothing touched, for an empty
+/// path and for a link: what is behind a link is not deleted.
+TESCORE_EXPORT bool DeleteFolderContents(const QString &path);
+
+/// The absolute paths of all files below the folder `path`, depth-first, a sub-folder's files at its own
+/// position among its siblings. Empty when `path` is not a folder. Bytes of a name that the locale cannot
+/// decode become U+FFFD.
+TESCORE_EXPORT QStringList RecursiveGetFiles(const QString &path);
+
+/// The number of files and folders below the folder `path`; a link counts as one and is not entered. 0 when
+/// `path` is not a folder.
+TESCORE_EXPORT int getFileAndDirCount(const QString &path);
+
+/// `QFileInfo::fileName()` of each record, in the same order. Reentrant; keeps no state.
+TESCORE_EXPORT QStringList fileNames(const QList<QFileInfo> &infos);
+
+/// \}
+
+} // namespace TESCoreUtil
+
+#endif

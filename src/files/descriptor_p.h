@@ -1,0 +1,54 @@
+#ifndef TESCORE_DESCRIPTOR_P_H
+#define TESCORE_DESCRIPTOR_P_H
+
+#include <cerrno>
+#include <utility>
+
+#include <unistd.h>
+
+namespace TesCoreFiles {
+
+/// Owns one file descriptor; -1 stands for none. close() keeps errno, so that an error can still be told
+/// after it.
+class Descriptor
+{
+public:
+    Descriptor() = default;
+    explicit Descriptor(int fd) : m_fd(fd) {}
+    Descriptor(Descriptor &&other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+    Descriptor &operator=(Descriptor &&other) noexcept
+    {
+        std::swap(m_fd, other.m_fd);
+        return *this;
+    }
+    ~Descriptor() { close(); }
+
+    bool isOpen() const { return m_fd >= 0; }
+    int get() const { return m_fd; }
+    void close()
+    {
+        if (m_fd < 0)
+            return;
+        const int kept = errno;
+        ::close(std::exchange(m_fd, -1));
+        errno = kept;
+    }
+
+private:
+    int m_fd = -1;
+};
+
+/// Runs a system call again for as long as a signal interrupts it.
+template <typename Call>
+auto retrying(Call call) -> decltype(call())
+{
+    decltype(call()) result;
+    do {
+        result = call();
+    } while (result == -1 && errno == EINTR);
+    return result;
+}
+
+} // namespace TesCoreFiles
+
+#endif
