@@ -1,0 +1,21 @@
+#ifndef TESCORE_OPENFILE_P_H
+#define TESCORE_OPENFILE_P_H
+
+#include "descriptor_p.h"
+
+#include <QString>
+
+namespace TesCoreFiles {
+
+/// Opens the regular file `path` for reading. Nothing blocks: FIFOs, sockets and devices are refused, and not
+/// even opened. After a failure the descriptor is closed, errno is set, and `*error` (which may be null) is
+/// the text that QFile gives for the same failure.
+Descriptor openForReading(const QString &path, QString *error = nullptr);
+
+/// The same for writing, to a regular file or to a character device such as /dev/null. `flags` says what is
+/// to happen to what is there: O_CREAT | O_TRUNC, O_CREAT | O_EXCL, O_APPEND and so on.
+Descriptor openForWriting(const QString &path, int flags, QString *error = nullptr);
+
+} // namespace TesCoreFiles
+
+#endif
