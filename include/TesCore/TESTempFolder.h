@@ -1,0 +1,47 @@
+#ifndef TESCORE_TESTEMPFOLDER_H
+#define TESCORE_TESTEMPFOLDER_H
+
+/// \file TESTempFolder.h
+/// A temporary folder that deletes itself.
+///
+/// \code
+/// TESTempFolder scratch(true, true);
+/// TESCoreUtil::WriteBinaryFile(page, scratch.path() + QStringLiteral("/page.bin"));
+/// \endcode
+
+#include <TesCore/TesCoreGlobal.h>
+
+#include <QString>
+
+/// Owns a fresh folder below the application's temporary root, see TESCoreUtil::GetNewTempFolderPath().
+///
+/// An object is used by one thread at a time. It cannot be copied: each copy would delete the same folder.
+class TESCORE_EXPORT TESTempFolder
+{
+public:
+    /// Takes a fresh path, and makes the folder (mode 0700) when `create` is true. A failed creation is not
+    /// reported. QCoreApplication must exist.
+    explicit TESTempFolder(bool create = true, bool autoDelete = true);
+
+    /// With auto-delete, hands the deletion of the folder to QThreadPool::globalInstance() and returns at
+    /// once. Nothing waits for it: it may run at any later moment, and it does not run when the pool is gone
+    /// already, as for an object that outlives the application. Whether it is done before the process ends is
+    /// for the application to see to (QThreadPool::waitForDone()). Hidden files make the folder stay, see
+    /// TESCoreUtil::DeleteFolderAndFiles().
+    ~TESTempFolder();
+
+    /// Whether the destructor deletes the folder.
+    bool isAutoDelete() const;
+    void setAutoDelete(bool autoDelete);
+
+    /// The folder's path, fixed at construction.
+    const QString &path() const;
+
+private:
+    Q_DISABLE_COPY(TESTempFolder)
+
+    bool m_autoDelete;
+    QString m_path;
+};
+
+#endif

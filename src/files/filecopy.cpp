@@ -1,0 +1,286 @@
+#include "filecopy_p.h"
+
+#include <QByteArray>
+#include <QUuid>
+
+#include <cstdio>
+
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/sendfile.h>
+
+namespace TesCoreFiles {
+
+namespace {
+
+// One read and one write: up to this size a copy in the kernel costs more calls than it saves.
+constexpr std::size_t kBlockSize = 64 * 1024;
+constexpr std::size_t kKernelChunk = 1 << 30;
+constexpr mode_t kPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
+
+bool writeAll(int fd, const char *data, std::size_t size)
+{
+    while (size > 0) {
+        const ssize_t written = retrying([&] { return ::write(fd, data, size); });
+        if (written < 0)
+            return false;
+        data += written;
+        size -= std::size_t(written);
+    }
+    return true;
+}
+
+bool sync(int fd)
+{
+    return retrying([&] { return ::fsync(fd); }) == 0;
+}
+
+Descriptor openRegular(int folder, const char *name, struct stat *info)
+{
+    // Looked at before it is opened: opening a device may already act on it.
+    if (::fstatat(folder, name, info, 0) != 0)
+        return Descriptor();
+    if (S_ISREG(info->st_mode)) {
+        Descriptor file(
+            retrying([&] { return ::openat(folder, name, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
+        if (!file.isOpen() || (::fstat(file.get(), info) == 0 && S_ISREG(info->st_mode)))
+            return file;
+    }
+    errno = EINVAL;
+    return Descriptor();
+}
+
+bool isFile(int folder, const char *name)
+{
+    struct stat info;
+    return ::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISDIR(info.st_mode);
+}
+
+/// Gives the unnamed file `fd` a name that must be free.
+bool link(int fd, int folder, const char *name)
+{
+    if (::linkat(fd, "", folder, name, AT_EMPTY_PATH) == 0)
+        return true;
+    if (errno == EEXIST)
+        return false;
+    // Without the capability that the short way wants, the file is reached through its descriptor's entry.
+    char path[sizeof "/proc/self/fd/" + 12];
+    std::snprintf(path, sizeof path, "/proc/self/fd/%d", fd);
+    return ::linkat(AT_FDCWD, path, folder, name, AT_SYMLINK_FOLLOW) == 0;
+}
+
+/// Runs `publish`; where the name is taken by a file that may be replaced, once more after its removal.
+template <typename Publish>
+bool publishing(int folder, const char *name, Existing existing, Publish publish)
+{
+    if (publish())
+        return true;
+    if (errno != EEXIST || existing == Existing::Keep)
+        return false;
+    return isFile(folder, name) && ::unlinkat(folder, name, 0) == 0 && publish();
+}
+
+bool isUnsupported(int errorNumber)
+{
+    return errorNumber == EINVAL || errorNumber == ENOSYS || errorNumber == EOPNOTSUPP ||
+           errorNumber == EPERM;
+}
+
+void removeKeepingErrno(int folder, const char *name, int flags)
+{
+    const int reason = errno;
+    ::unlinkat(folder, name, flags);
+    errno = reason;
+}
+
+/// For file systems that can neither rename exclusively nor make hard links: an empty entry reserves the
+/// name.
+bool renameOntoPlaceholder(int fromFolder, const char *from, int toFolder, const char *to)
+{
+    if (isFile(fromFolder, from)) {
+        const Descriptor placeholder(::openat(toFolder, to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        if (!placeholder.isOpen())
+            return false;
+    } else if (::mkdirat(toFolder, to, 0700) != 0) {
+        return false;
+    }
+    if (::renameat(fromFolder, from, toFolder, to) == 0)
+        return true;
+    removeKeepingErrno(toFolder, to, isFile(toFolder, to) ? 0 : AT_REMOVEDIR);
+    return false;
+}
+
+} // namespace
+
+bool FileCopy::copy(int fromFolder, const char *from, int toFolder, const char *to, Existing existing,
+                    Snapshot *source)
+{
+    struct stat info;
+    const Descriptor file = openRegular(fromFolder, from, &info);
+    if (!file.isOpen())
+        return false;
+    if (source)
+        *source = Snapshot(info);
+    return copyUnnamed(file.get(), info, toFolder, to, existing) ||
+           (!m_canStayUnnamed && copyUnderDraftName(file.get(), info, toFolder, to, existing));
+}
+
+/// An unnamed file vanishes by itself if the process is killed.
+bool FileCopy::copyUnnamed(int source, const struct stat &info, int toFolder, const char *to,
+                           Existing existing)
+{
+    if (!m_canStayUnnamed)
+        return false;
+    const Descriptor copy(
+        retrying([&] { return ::openat(toFolder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600); }));
+    if (!copy.isOpen()) {
+        m_canStayUnnamed = !isUnsupported(errno) && errno != EISDIR;
+        return false;
+    }
+    if (!finish(source, info, copy.get()))
+        return false;
+    if (publishing(toFolder, to, existing, [&] { return link(copy.get(), toFolder, to); }))
+        return settle(copy.get(), toFolder);
+    m_canStayUnnamed = errno != ENOENT && !isUnsupported(errno);
+    return false;
+}
+
+bool FileCopy::copyUnderDraftName(int source, const struct stat &info, int toFolder, const char *to,
+                                  Existing existing)
+{
+    if (::lseek(source, 0, SEEK_SET) != 0)
+        return false;
+    const QByteArray draft = '.' + QUuid::createUuid().toByteArray().mid(1, 36);
+    const Descriptor copy(
+        ::openat(toFolder, draft.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!copy.isOpen())
+        return false;
+    if (finish(source, info, copy.get()) && publishing(toFolder, to, existing, [&] {
+            return renameExclusively(toFolder, draft.constData(), toFolder, to);
+        }))
+        return settle(copy.get(), toFolder);
+    removeKeepingErrno(toFolder, draft.constData(), 0);
+    return false;
+}
+
+bool FileCopy::finish(int source, const struct stat &info, int copy)
+{
+    if (!write(source, info, copy))
+        return false;
+    // Not every file system has permissions to set; the content is what counts.
+    ::fchmod(copy, info.st_mode & kPermissions);
+    return m_durability == Durability::None || sync(copy);
+}
+
+/// Makes the name of a finished copy durable too.
+bool FileCopy::settle(int copy, int toFolder)
+{
+    if (m_durability == Durability::None)
+        return true;
+    const Descriptor folder(::openat(toFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // A folder that may be written to but not read cannot be synced by itself.
+    return folder.isOpen() ? sync(folder.get()) : ::syncfs(copy) == 0;
+}
+
+bool FileCopy::write(int source, const struct stat &info, int copy)
+{
+    const bool isSmall =
+        info.st_size <= off_t(kBlockSize); // also what says it is empty and is not, as in /proc
+    if (!isSmall && writeInKernel(source, info, copy))
+        return true;
+    return writeBlocks(source, copy);
+}
+
+/// True when all is copied. False when the kernel cannot do it, or not to the end: both offsets then stand
+/// where it stopped, and writeBlocks() goes on from there and meets the error, if there is one, itself.
+bool FileCopy::writeInKernel(int source, const struct stat &info, int copy)
+{
+    if (m_canReflink && ::ioctl(copy, FICLONE, source) == 0)
+        return true;
+    m_canReflink = false;
+    if (info.st_blocks * 512 < info.st_size && writeExtents(source, info, copy))
+        return true;
+    if (::lseek(source, 0, SEEK_SET) != 0)
+        return false;
+
+    ssize_t length;
+    do {
+        length = retrying([&] { return ::copy_file_range(source, nullptr, copy, nullptr, kKernelChunk, 0); });
+    } while (length > 0);
+    while (length < 0 && retrying([&] { return ::sendfile(copy, source, nullptr, kKernelChunk); }) > 0) {
+    }
+    return false; // whether this was the end of the file is for a read to say
+}
+
+/// Copies the stretches of a sparse file that hold data, and leaves its holes holes.
+bool FileCopy::writeExtents(int source, const struct stat &info, int copy)
+{
+    off_t end = 0;
+    for (;;) {
+        off_t start = ::lseek(source, end, SEEK_DATA);
+        if (start < 0)
+            break;
+        end = ::lseek(source, start, SEEK_HOLE);
+        if (end < 0)
+            return false;
+        off_t target = start;
+        while (start < end) {
+            const ssize_t length = retrying([&] {
+                return ::copy_file_range(source, &start, copy, &target, std::size_t(end - start), 0);
+            });
+            if (length <= 0)
+                return false;
+        }
+    }
+    return errno == ENXIO && ::ftruncate(copy, info.st_size) == 0;
+}
+
+bool FileCopy::writeBlocks(int source, int copy)
+{
+    if (!m_block)
+        m_block = std::make_unique<char[]>(kBlockSize);
+    for (;;) {
+        const ssize_t length = retrying([&] { return ::read(source, m_block.get(), kBlockSize); });
+        if (length <= 0)
+            return length == 0;
+        if (!writeAll(copy, m_block.get(), std::size_t(length)))
+            return false;
+    }
+}
+
+bool renameExclusively(int fromFolder, const char *from, int toFolder, const char *to)
+{
+    if (::renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
+    // The file system cannot rename exclusively. A second name for a file is exclusive too.
+    if (isFile(fromFolder, from) && ::linkat(fromFolder, from, toFolder, to, 0) == 0) {
+        if (::unlinkat(fromFolder, from, 0) == 0)
+            return true;
+        removeKeepingErrno(toFolder, to, 0);
+        return false;
+    }
+    return errno != EEXIST && renameOntoPlaceholder(fromFolder, from, toFolder, to);
+}
+
+bool removeUnchanged(int folder, const char *name, const Snapshot &expected)
+{
+    struct stat info;
+    if (::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
+        return false;
+    errno = ESTALE;
+    return Snapshot(info) == expected && ::unlinkat(folder, name, 0) == 0;
+}
+
+bool moveExclusively(FileCopy &copier, int fromFolder, const char *from, int toFolder, const char *to)
+{
+    if (renameExclusively(fromFolder, from, toFolder, to))
+        return true;
+    struct stat info;
+    return errno == EXDEV && ::fstatat(fromFolder, from, &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+           copier.copy(fromFolder, from, toFolder, to, Existing::Keep) &&
+           removeUnchanged(fromFolder, from, Snapshot(info));
+}
+
+} // namespace TesCoreFiles

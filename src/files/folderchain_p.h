@@ -1,0 +1,64 @@
+#ifndef TESCORE_FOLDERCHAIN_P_H
+#define TESCORE_FOLDERCHAIN_P_H
+
+#include "place_p.h"
+
+#include <unordered_set>
+#include <vector>
+
+namespace TesCoreFiles {
+
+enum class Links { Follow, Refuse };
+
+/// Opens the folder `name` below the open folder `parent`. Links::Refuse fails on a link, so that nobody can
+/// lead a walk elsewhere by swapping a folder for a link.
+Descriptor openFolder(int parent, const char *name, Links links);
+
+/// The folders from the root of a walk down to where it stands. Only the root and the deepest few are held
+/// open, so that a tree of any depth needs a bounded number of descriptors; a folder that was closed is
+/// opened again on the way up, and is used only when it is still the same one.
+class FolderChain
+{
+public:
+    /// Starts at `place`. False, and errno set, when it cannot be opened as a folder.
+    bool open(const Place &place, Links links);
+
+    /// Goes down into `name`. False, and errno set, when it cannot be opened; ELOOP when the chain is inside
+    /// it already.
+    bool enter(const char *name, Links links);
+
+    /// Goes back up. False, and errno set, when the folder above is no longer where it was.
+    bool leave();
+
+    int fd() const { return m_levels.back().folder.get(); }
+    int rootFd() const { return m_levels.front().folder.get(); }
+    const FileId &rootId() const { return m_levels.front().id; }
+    const FileId &id() const { return m_levels.back().id; }
+    /// The name under which the deepest folder was entered; empty for the root.
+    const QByteArray &name() const { return m_levels.back().name; }
+
+    /// Makes enter() refuse a folder as if the chain were inside it.
+    void forbid(const FileId &id) { m_inside.insert(id); }
+
+private:
+    struct Level
+    {
+        Descriptor folder;
+        FileId id;
+        QByteArray name;
+        Links links;
+    };
+    struct HashId
+    {
+        std::size_t operator()(const FileId &id) const { return std::size_t(id.inode ^ (id.device << 20)); }
+    };
+
+    Descriptor reopenFromRoot() const;
+
+    std::vector<Level> m_levels;
+    std::unordered_set<FileId, HashId> m_inside;
+};
+
+} // namespace TesCoreFiles
+
+#endif

@@ -1,0 +1,139 @@
+#include "folderlisting_p.h"
+
+#include "descriptor_p.h"
+#include "nativepath_p.h"
+
+#include <QHash>
+
+#include <algorithm>
+#include <cstring>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace TesCoreFiles {
+
+namespace {
+
+constexpr std::size_t kReadSize = 32 * 1024;
+
+char lowered(char byte)
+{
+    return byte >= 'A' && byte <= 'Z' ? char(byte + ('a' - 'A')) : byte;
+}
+
+/// Compares what the eight bytes of the sort keys left undecided.
+int compareIgnoringAsciiCase(const char *a, const char *b)
+{
+    for (; *a && lowered(*a) == lowered(*b); ++a, ++b) {
+    }
+    return uchar(lowered(*a)) - uchar(lowered(*b));
+}
+
+EntryKind kindOf(mode_t mode)
+{
+    return S_ISREG(mode) ? EntryKind::File : S_ISDIR(mode) ? EntryKind::Folder : EntryKind::Other;
+}
+
+unsigned char typeOf(mode_t mode)
+{
+    return IFTODT(mode);
+}
+
+} // namespace
+
+bool FolderListing::read(int fd, Order order)
+{
+    m_entries.clear();
+    m_names.clear();
+    m_isAscii = true;
+
+    alignas(dirent64) char buffer[kReadSize];
+    for (;;) {
+        const ssize_t length = retrying([&] { return ::getdents64(fd, buffer, sizeof buffer); });
+        if (length < 0)
+            return false;
+        if (length == 0)
+            break;
+        for (ssize_t at = 0; at < length;) {
+            const auto *entry = reinterpret_cast<const dirent64 *>(buffer + at);
+            at += entry->d_reclen;
+            if (entry->d_name[0] != '.')
+                add(fd, entry->d_name, entry->d_type);
+        }
+    }
+    if (order == Order::ByName)
+        sortByName();
+    return true;
+}
+
+void FolderListing::add(int fd, const char *name, unsigned char type)
+{
+    struct stat info;
+    if (type == DT_UNKNOWN && ::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) == 0)
+        type = typeOf(info.st_mode);
+
+    FolderEntry entry;
+    entry.isLink = type == DT_LNK;
+    if (entry.isLink) {
+        if (::fstatat(fd, name, &info, 0) != 0)
+            return;
+        entry.kind = kindOf(info.st_mode);
+    } else if (type == DT_REG || type == DT_DIR) {
+        entry.kind = type == DT_REG ? EntryKind::File : EntryKind::Folder;
+    } else {
+        return;
+    }
+
+    const std::size_t length = std::strlen(name);
+    entry.name = m_names.size();
+    entry.sortKey = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+        m_isAscii = m_isAscii && !(name[i] & '\x80');
+        if (i < sizeof entry.sortKey)
+            entry.sortKey |= quint64(uchar(lowered(name[i]))) << (8 * (sizeof entry.sortKey - 1 - i));
+    }
+    m_names.insert(m_names.end(), name, name + length + 1);
+    m_entries.push_back(entry);
+}
+
+/// QDir compares lower-case forms by UTF-16 code units. For ASCII names comparing bytes is the same and needs
+/// no conversion. Equal forms, which QDir leaves in no certain order, are ordered by their bytes.
+void FolderListing::sortByName()
+{
+    if (m_isAscii) {
+        std::sort(m_entries.begin(), m_entries.end(), [this](const FolderEntry &a, const FolderEntry &b) {
+            if (a.sortKey != b.sortKey)
+                return a.sortKey < b.sortKey;
+            const int order = compareIgnoringAsciiCase(nameOf(a), nameOf(b));
+            return order != 0 ? order < 0 : std::strcmp(nameOf(a), nameOf(b)) < 0;
+        });
+        return;
+    }
+    std::vector<std::pair<QString, FolderEntry>> keyed;
+    keyed.reserve(m_entries.size());
+    for (const FolderEntry &entry : m_entries)
+        keyed.emplace_back(textName(nameOf(entry)).toLower(), entry);
+    std::sort(keyed.begin(), keyed.end(), [this](const auto &a, const auto &b) {
+        const int order = a.first.compare(b.first);
+        return order != 0 ? order < 0 : std::strcmp(nameOf(a.second), nameOf(b.second)) < 0;
+    });
+    std::transform(keyed.begin(), keyed.end(), m_entries.begin(),
+                   [](const auto &pair) { return pair.second; });
+}
+
+void FolderListing::sortAs(QDir::SortFlags flags, int fd)
+{
+    const QStringList names = QDir(QStringLiteral("/proc/self/fd/%1").arg(fd))
+                                  .entryList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, flags);
+    QHash<QString, int> position;
+    for (const QString &name : names)
+        position.insert(name, position.size());
+    std::stable_sort(m_entries.begin(), m_entries.end(), [&](const FolderEntry &a, const FolderEntry &b) {
+        return position.value(textName(nameOf(a)), names.size()) <
+               position.value(textName(nameOf(b)), names.size());
+    });
+}
+
+} // namespace TesCoreFiles

@@ -1,0 +1,139 @@
+#include "place_p.h"
+
+#include <climits>
+#include <cstdlib>
+
+namespace TesCoreFiles {
+
+namespace {
+
+constexpr int kLookUpOnly = O_PATH | O_DIRECTORY | O_CLOEXEC;
+
+QByteArray withoutTrailingSlashes(QByteArray path)
+{
+    while (path.size() > 1 && path.endsWith('/'))
+        path.chop(1);
+    return path;
+}
+
+QByteArray lastName(const QByteArray &path)
+{
+    return path.mid(path.lastIndexOf('/') + 1);
+}
+
+/// The path of the folder that holds the last name of `path`.
+QByteArray parentPath(const QByteArray &path)
+{
+    const int slash = path.lastIndexOf('/');
+    if (slash < 0)
+        return QByteArrayLiteral(".");
+    return slash == 0 ? QByteArrayLiteral("/") : withoutTrailingSlashes(path.left(slash));
+}
+
+Descriptor openNearestExisting(QByteArray path)
+{
+    for (;;) {
+        path = withoutTrailingSlashes(path);
+        const Place place(path);
+        Descriptor folder(::openat(place.folder(), place.name(), kLookUpOnly));
+        if (folder.isOpen() || path == "/" || path == ".")
+            return folder;
+        path = parentPath(path);
+    }
+}
+
+} // namespace
+
+Place::Place(const QByteArray &path) : m_name(path)
+{
+    while (m_name.size() >= PATH_MAX) {
+        const int slash = m_name.lastIndexOf('/', PATH_MAX - 2);
+        if (slash < 0)
+            return;
+        Descriptor next(::openat(folder(), m_name.left(slash + 1).constData(), kLookUpOnly));
+        if (!next.isOpen())
+            return;
+        m_folder = std::move(next);
+        int start = slash;
+        while (start < m_name.size() && m_name.at(start) == '/')
+            ++start;
+        m_name = start < m_name.size() ? m_name.mid(start) : QByteArrayLiteral(".");
+    }
+}
+
+Entry::Entry(const QByteArray &path)
+{
+    const int end = withoutTrailingSlashes(path).size();
+    const int slash = path.left(end).lastIndexOf('/');
+    const Place parent(slash < 0 ? QByteArrayLiteral(".") : path.left(slash + 1));
+    folder = Descriptor(::openat(parent.folder(), parent.name(), kLookUpOnly));
+    name = path.mid(slash + 1);
+}
+
+bool meansMissing(int errorNumber)
+{
+    return errorNumber == ENOENT || errorNumber == ENOTDIR || errorNumber == ELOOP ||
+           errorNumber == ENAMETOOLONG;
+}
+
+QByteArray entryPath(const QByteArray &path)
+{
+    QByteArray entry = withoutTrailingSlashes(path);
+    while (entry.endsWith("/.") && entry.size() > 2)
+        entry = withoutTrailingSlashes(entry.left(entry.size() - 1));
+    const QByteArray name = lastName(entry);
+    if (name != "." && name != "..")
+        return entry;
+    char *resolved = ::realpath(entry.constData(), nullptr);
+    const QByteArray result = resolved ? QByteArray(resolved) : entry;
+    std::free(resolved);
+    return result;
+}
+
+QByteArray linkTarget(const QByteArray &path)
+{
+    char buffer[PATH_MAX];
+    const Place place(path);
+    const ssize_t length = ::readlinkat(place.folder(), place.name(), buffer, sizeof buffer);
+    if (length < 0)
+        return QByteArray();
+    const QByteArray target(buffer, int(length));
+    return target.startsWith('/') ? target : parentPath(path) + '/' + target;
+}
+
+bool makeFolders(const QByteArray &path, mode_t mode)
+{
+    for (int end = 0; end < path.size();) {
+        end = path.indexOf('/', end + 1);
+        if (end < 0)
+            end = path.size();
+        const Place place(path.left(end));
+        if (::mkdirat(place.folder(), place.name(), mode) == 0)
+            continue;
+        // Whatever the reason (it exists, a read-only file system, no permission), a folder that is there
+        // serves.
+        struct stat info;
+        if (!place.status(&info) || !S_ISDIR(info.st_mode))
+            return false;
+    }
+    return !path.isEmpty();
+}
+
+bool isInside(const QByteArray &path, const FileId &id)
+{
+    Descriptor folder = openNearestExisting(path);
+    struct stat info;
+    FileId below;
+    while (folder.isOpen() && ::fstat(folder.get(), &info) == 0) {
+        const FileId here(info);
+        if (here == id)
+            return true;
+        if (here == below) // the root is its own parent
+            return false;
+        below = here;
+        folder = Descriptor(::openat(folder.get(), "..", kLookUpOnly));
+    }
+    return false;
+}
+
+} // namespace TesCoreFiles

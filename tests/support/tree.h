@@ -1,0 +1,96 @@
+#ifndef TESCORE_TESTS_TREE_H
+#define TESCORE_TESTS_TREE_H
+
+#include <QDir>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+/// A folder tree in a temporary folder, made from a description and described again, with std::filesystem
+/// only. It is the working folder for as long as it exists. The words of a description:
+///
+///     name (a file that holds its own name)   name=content   name/ (a folder)   name->target (a link) name|
+///     (a FIFO)
+class Tree
+{
+public:
+    explicit Tree(const QString &description, const QString &where = QDir::tempPath())
+        : m_folder((QFileInfo(where).isWritable() ? where : QDir::tempPath()) +
+                   QStringLiteral("/tree-XXXXXX"))
+    {
+        QDir::setCurrent(m_folder.path());
+        for (const QString &word : description.split(QLatin1Char(' '))) {
+            const std::string text = word.toStdString();
+            if (const auto arrow = text.find("->"); arrow != std::string::npos)
+                std::filesystem::create_symlink(text.substr(arrow + 2), text.substr(0, arrow));
+            else if (text.size() > 0 && text.back() == '/')
+                std::filesystem::create_directory(text);
+            else if (text.size() > 0 && text.back() == '|')
+                ::mkfifo(text.substr(0, text.size() - 1).c_str(), 0600);
+            else if (text.size() > 0)
+                makeFile(text);
+        }
+    }
+    ~Tree() { QDir::setCurrent(QStringLiteral("/")); }
+
+    QString path() const { return m_folder.path(); }
+
+    static QString describe(const std::string &folder = ".")
+    {
+        QStringList words;
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(folder))
+            words.append(QString::fromStdString(word(entry, folder)));
+        words.sort();
+        return words.join(QLatin1Char(' '));
+    }
+
+private:
+    static void makeFile(const std::string &text)
+    {
+        const auto equals = text.find('=');
+        const std::filesystem::path path = text.substr(0, equals);
+        std::ofstream(path) << (equals == std::string::npos ? path.filename().string()
+                                                            : text.substr(equals + 1));
+    }
+
+    static std::string word(const std::filesystem::directory_entry &entry, const std::string &folder)
+    {
+        const std::string name = entry.path().lexically_relative(folder).string();
+        if (entry.is_symlink())
+            return name + "->" + std::filesystem::read_symlink(entry).string();
+        if (entry.is_directory())
+            return name + '/';
+        if (!entry.is_regular_file())
+            return name + '|';
+        std::ifstream file(entry.path());
+        const std::string content((std::istreambuf_iterator<char>(file)), {});
+        return content == entry.path().filename().string() ? name : name + '=' + content;
+    }
+
+    QTemporaryDir m_folder;
+};
+
+/// Makes the process an ordinary user for as long as it exists: root may do everything, so nothing is refused
+/// to it.
+class AsOrdinaryUser
+{
+public:
+    AsOrdinaryUser() : m_uid(::getuid()) { become(m_uid == 0 ? 65534 : m_uid); }
+    ~AsOrdinaryUser() { become(m_uid); }
+
+private:
+    void become(uid_t uid)
+    {
+        if (m_uid == 0 && ::setresuid(uid, uid, 0) != 0)
+            qFatal("cannot change the user");
+    }
+    const uid_t m_uid;
+};
+
+#endif
