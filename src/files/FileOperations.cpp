@@ -164,10 +164,7 @@ bool MoveFile(const QString &source, const QString &destination, bool overwrite)
 
 bool IsReadable(const QString &path, QString *error)
 {
-    const QByteArray native = nativePath(path);
-    if (native.isNull())
-        return failed(error);
-    const Place place(native);
+    const Place place(nativePath(path));
     struct stat info;
     if (place.status(&info)) {
         if (S_ISDIR(info.st_mode))
@@ -182,7 +179,7 @@ bool IsWritable(const QString &path, QString *error)
 {
     QByteArray native = nativePath(path);
     if (native.isNull())
-        return failed(error);
+        return openForWriting(path, O_APPEND, error).isOpen();
     const Place place(native);
     struct stat info;
     if (place.status(&info)) {

@@ -124,7 +124,7 @@ bool MoveDirectoryQuick(const QString &source, const QString &destination)
     if (from.isNull() || to.isNull() || !isFolder(from) || leadsIntoItself(from, to))
         return false;
     TreeWalk walk(Order::ByName);
-    FolderChain target;
+    FolderChain target(Access::Fill);
     if (!walk.open(Place(from), Links::Follow) || !openOrMake(target, to))
         return false;
 
@@ -163,13 +163,13 @@ bool MoveDirectoryCopy(const QString &source, const QString &destination)
     // Opened and listed before anything is deleted: a source that cannot be read costs the destination
     // nothing.
     TreeWalk walk(Order::ByName);
-    FolderChain target;
+    FolderChain target(Access::Fill);
     if (!walk.open(Place(from), Links::Follow) || (isFolder(to) && !DeleteFolderContents(destination)) ||
         !openOrMake(target, to))
         return false;
 
     CopyRecord record;
-    if (!copyEntries(walk, target, &record) || ::syncfs(target.rootFd()) != 0)
+    if (!copyEntries(walk, target, &record) || !syncFileSystem(target.rootFd()))
         return false;
     const Place root(entryPath(from));
     if (!root.ownStatus(&info))
@@ -184,7 +184,7 @@ bool CopyDirectory(const QDir &source, const QDir &destination)
     const QByteArray to = nativePath(destination.path());
     if (from.isNull() || to.isNull())
         return false;
-    FolderChain target;
+    FolderChain target(Access::Fill);
     struct stat info;
     if (!Place(from).status(&info) ? meansMissing(errno) : !S_ISDIR(info.st_mode))
         return openOrMake(target, to);
@@ -204,7 +204,7 @@ void CopyFiles(const QString &source, const QString &destination)
         return;
 
     FileCopy copier(Durability::None);
-    FolderChain target;
+    FolderChain target(Access::Fill);
     bool isOpen = isFolder(to) && target.open(Place(to), Links::Follow);
     if (isOpen)
         walk.forbid(target.rootId());

@@ -61,7 +61,7 @@ bool CopyRecord::copied(const TreeWalk &walk, const Snapshot &content)
 
 bool CopyRecord::deleteFrom(const Place &root, const FileId &rootId) const
 {
-    FolderChain chain;
+    FolderChain chain(Access::Fill);
     if (!chain.open(root, Links::Refuse))
         return false;
     errno = ESTALE;

@@ -8,7 +8,7 @@
 
 namespace TesCoreFiles {
 
-/// Owns one file descriptor; -1 stands for none. close() keeps errno, so that an error can still be told
+/// Owns one file descriptor; -1 stands for none. Its end keeps errno, so that an error can still be told
 /// after it.
 class Descriptor
 {
@@ -21,17 +21,23 @@ public:
         std::swap(m_fd, other.m_fd);
         return *this;
     }
-    ~Descriptor() { close(); }
+    ~Descriptor()
+    {
+        const int kept = errno;
+        close();
+        errno = kept;
+    }
 
     bool isOpen() const { return m_fd >= 0; }
     int get() const { return m_fd; }
-    void close()
+    /// False, and errno set, when closing told of an error: some file systems write only then.
+    bool close()
     {
-        if (m_fd < 0)
-            return;
         const int kept = errno;
-        ::close(std::exchange(m_fd, -1));
+        if (m_fd >= 0 && ::close(std::exchange(m_fd, -1)) != 0 && errno != EINTR)
+            return false;
         errno = kept;
+        return true;
     }
 
 private:

@@ -1,5 +1,7 @@
 #include "filecopy_p.h"
 
+#include "folderchain_p.h"
+
 #include <QByteArray>
 #include <QUuid>
 
@@ -54,6 +56,13 @@ bool isFile(int folder, const char *name)
 {
     struct stat info;
     return ::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISDIR(info.st_mode);
+}
+
+/// A file in `folder` that has no name, and vanishes by itself unless it is given one.
+Descriptor openUnnamed(int folder)
+{
+    return Descriptor(
+        retrying([&] { return ::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR); }));
 }
 
 /// Gives the unnamed file `fd` a name that must be free.
@@ -125,14 +134,12 @@ bool FileCopy::copy(int fromFolder, const char *from, int toFolder, const char *
            (!m_canStayUnnamed && copyUnderDraftName(file.get(), info, toFolder, to, existing));
 }
 
-/// An unnamed file vanishes by itself if the process is killed.
 bool FileCopy::copyUnnamed(int source, const struct stat &info, int toFolder, const char *to,
                            Existing existing)
 {
     if (!m_canStayUnnamed)
         return false;
-    const Descriptor copy(
-        retrying([&] { return ::openat(toFolder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600); }));
+    Descriptor copy = openUnnamed(toFolder);
     if (!copy.isOpen()) {
         m_canStayUnnamed = !isUnsupported(errno) && errno != EISDIR;
         return false;
@@ -140,7 +147,7 @@ bool FileCopy::copyUnnamed(int source, const struct stat &info, int toFolder, co
     if (!finish(source, info, copy.get()))
         return false;
     if (publishing(toFolder, to, existing, [&] { return link(copy.get(), toFolder, to); }))
-        return settle(copy.get(), toFolder);
+        return settle(std::move(copy), toFolder, to);
     m_canStayUnnamed = errno != ENOENT && !isUnsupported(errno);
     return false;
 }
@@ -151,14 +158,13 @@ bool FileCopy::copyUnderDraftName(int source, const struct stat &info, int toFol
     if (::lseek(source, 0, SEEK_SET) != 0)
         return false;
     const QByteArray draft = '.' + QUuid::createUuid().toByteArray().mid(1, 36);
-    const Descriptor copy(
-        ::openat(toFolder, draft.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    Descriptor copy(::openat(toFolder, draft.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!copy.isOpen())
         return false;
     if (finish(source, info, copy.get()) && publishing(toFolder, to, existing, [&] {
             return renameExclusively(toFolder, draft.constData(), toFolder, to);
         }))
-        return settle(copy.get(), toFolder);
+        return settle(std::move(copy), toFolder, to);
     removeKeepingErrno(toFolder, draft.constData(), 0);
     return false;
 }
@@ -172,14 +178,19 @@ bool FileCopy::finish(int source, const struct stat &info, int copy)
     return m_durability == Durability::None || sync(copy);
 }
 
-/// Makes the name of a finished copy durable too.
-bool FileCopy::settle(int copy, int toFolder)
+/// Makes the name of a finished copy durable too, and lets a file system that writes on closing tell its
+/// errors.
+bool FileCopy::settle(Descriptor copy, int toFolder, const char *to)
 {
-    if (m_durability == Durability::None)
+    if (m_durability == Durability::Durable) {
+        const Descriptor folder = openFolder(toFolder, ".", Links::Refuse, Access::List);
+        // A folder that may be written to but not read cannot be synced by itself.
+        return folder.isOpen() ? sync(folder.get()) : ::syncfs(copy.get()) == 0;
+    }
+    if (copy.close())
         return true;
-    const Descriptor folder(::openat(toFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    // A folder that may be written to but not read cannot be synced by itself.
-    return folder.isOpen() ? sync(folder.get()) : ::syncfs(copy) == 0;
+    removeKeepingErrno(toFolder, to, 0);
+    return false;
 }
 
 bool FileCopy::write(int source, const struct stat &info, int copy)
@@ -246,6 +257,14 @@ bool FileCopy::writeBlocks(int source, int copy)
         if (!writeAll(copy, m_block.get(), std::size_t(length)))
             return false;
     }
+}
+
+bool syncFileSystem(int folder)
+{
+    Descriptor onIt = openFolder(folder, ".", Links::Refuse, Access::List);
+    if (!onIt.isOpen()) // it may be written to but not read
+        onIt = openUnnamed(folder);
+    return onIt.isOpen() && ::syncfs(onIt.get()) == 0;
 }
 
 bool renameExclusively(int fromFolder, const char *from, int toFolder, const char *to)

@@ -37,13 +37,17 @@ private:
     bool copyUnderDraftName(int source, const struct stat &info, int toFolder, const char *to,
                             Existing existing);
     bool finish(int source, const struct stat &info, int copy);
-    bool settle(int copy, int toFolder);
+    bool settle(Descriptor copy, int toFolder, const char *to);
 
     const Durability m_durability;
     bool m_canReflink = true;
     bool m_canStayUnnamed = true;
     std::unique_ptr<char[]> m_block;
 };
+
+/// Waits until everything written to the file system of the open folder has reached the disk. False, and
+/// errno set, when that failed or could not be asked for.
+bool syncFileSystem(int folder);
 
 /// Renames `from` to `to`, which must not exist, on one file system. False, and errno set (EXDEV across file
 /// systems), with nothing changed.

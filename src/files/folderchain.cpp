@@ -27,15 +27,16 @@ bool isFolder(const Descriptor &folder, const FileId &expected)
 
 } // namespace
 
-Descriptor openFolder(int parent, const char *name, Links links)
+Descriptor openFolder(int parent, const char *name, Links links, Access access)
 {
-    const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (links == Links::Refuse ? O_NOFOLLOW : 0);
+    const int flags = (access == Access::List ? O_RDONLY : O_PATH) | O_DIRECTORY | O_CLOEXEC |
+                      (links == Links::Refuse ? O_NOFOLLOW : 0);
     return Descriptor(retrying([&] { return ::openat(parent, name, flags); }));
 }
 
 bool FolderChain::open(const Place &place, Links links)
 {
-    Level root{openFolder(place.folder(), place.name(), links), {}, {}, links};
+    Level root{openFolder(place.folder(), place.name(), links, m_access), {}, {}, links};
     if (!identify(root.folder, &root.id))
         return false;
     m_inside.insert(root.id);
@@ -46,9 +47,9 @@ bool FolderChain::open(const Place &place, Links links)
 bool FolderChain::enter(const char *name, Links links)
 {
     // Even where links are followed, most folders are none; knowing that makes the way back up short.
-    Level level{openFolder(fd(), name, Links::Refuse), {}, name, Links::Refuse};
+    Level level{openFolder(fd(), name, Links::Refuse, m_access), {}, name, Links::Refuse};
     if (!level.folder.isOpen() && links == Links::Follow && (errno == ENOTDIR || errno == ELOOP)) {
-        level.folder = openFolder(fd(), name, Links::Follow);
+        level.folder = openFolder(fd(), name, Links::Follow, m_access);
         level.links = Links::Follow;
     }
     if (!identify(level.folder, &level.id))
@@ -73,8 +74,8 @@ bool FolderChain::leave()
     if (above.folder.isOpen())
         return true;
     // ".." leads back where no link was followed, at the price of one call.
-    above.folder =
-        left.links == Links::Refuse ? openFolder(left.folder.get(), "..", Links::Refuse) : reopenFromRoot();
+    above.folder = left.links == Links::Refuse ? openFolder(left.folder.get(), "..", Links::Refuse, m_access)
+                                               : reopenFromRoot();
     return isFolder(above.folder, above.id);
 }
 
@@ -84,7 +85,7 @@ Descriptor FolderChain::reopenFromRoot() const
     for (std::size_t i = 1; i < m_levels.size(); ++i) {
         const Level &level = m_levels[i];
         const int parent = folder.isOpen() ? folder.get() : rootFd();
-        folder = openFolder(parent, level.name.constData(), level.links);
+        folder = openFolder(parent, level.name.constData(), level.links, m_access);
         if (!isFolder(folder, level.id))
             return Descriptor();
     }

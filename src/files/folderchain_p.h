@@ -10,9 +10,13 @@ namespace TesCoreFiles {
 
 enum class Links { Follow, Refuse };
 
+/// What the folders of a chain are opened for: to be listed, or only to make entries in them, which takes no
+/// permission to read.
+enum class Access { List, Fill };
+
 /// Opens the folder `name` below the open folder `parent`. Links::Refuse fails on a link, so that nobody can
 /// lead a walk elsewhere by swapping a folder for a link.
-Descriptor openFolder(int parent, const char *name, Links links);
+Descriptor openFolder(int parent, const char *name, Links links, Access access);
 
 /// The folders from the root of a walk down to where it stands. Only the root and the deepest few are held
 /// open, so that a tree of any depth needs a bounded number of descriptors; a folder that was closed is
@@ -20,6 +24,8 @@ Descriptor openFolder(int parent, const char *name, Links links);
 class FolderChain
 {
 public:
+    explicit FolderChain(Access access) : m_access(access) {}
+
     /// Starts at `place`. False, and errno set, when it cannot be opened as a folder.
     bool open(const Place &place, Links links);
 
@@ -55,6 +61,7 @@ private:
 
     Descriptor reopenFromRoot() const;
 
+    const Access m_access;
     std::vector<Level> m_levels;
     std::unordered_set<FileId, HashId> m_inside;
 };

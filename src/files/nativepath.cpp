@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 namespace TesCoreFiles {
 
@@ -43,9 +44,10 @@ QByteArray nativePath(const QString &path)
     return errno == 0 ? encoded : QByteArray();
 }
 
-QString textName(const QByteArray &name)
+QString textName(const char *name)
 {
-    return isAscii(name) ? QString::fromLatin1(name) : QFile::decodeName(name);
+    const QByteArray bytes = QByteArray::fromRawData(name, int(std::strlen(name)));
+    return isAscii(bytes) ? QString::fromLatin1(bytes) : QFile::decodeName(bytes);
 }
 
 QString errorText(int errorNumber)

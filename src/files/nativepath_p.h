@@ -12,7 +12,7 @@ namespace TesCoreFiles {
 QByteArray nativePath(const QString &path);
 
 /// The text form of a name read from the disk. Bytes that the locale cannot decode become U+FFFD.
-QString textName(const QByteArray &name);
+QString textName(const char *name);
 
 /// The description that Qt's file classes give for an error number.
 QString errorText(int errorNumber);

@@ -66,7 +66,7 @@ private:
     bool list();
     bool leaveFolder();
 
-    FolderChain m_chain;
+    FolderChain m_chain{Access::List};
     std::vector<Level> m_levels; // only the first m_depth are in use; the others keep their memory
     std::size_t m_depth = 0;
     const Order m_order;
