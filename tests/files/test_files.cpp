@@ -214,10 +214,13 @@ private Q_SLOTS:
                                      "%1->../%1", "%1->/etc", "\xc3\x84%1", "%1->/dev/null"};
         for (int round = 0; round < 40; ++round) {
             QStringList words{QStringLiteral("a/")};
-            for (int i = 0; i < 30; ++i)
-                words.append(
-                    QString::fromUtf8(forms[random.bounded(12)])
-                        .arg(QString::number(random.generate(), 36).toUpper().left(4) + QString::number(i)));
+            for (int i = 0; i < 30; ++i) {
+                // The same beginning, and either case, so that all of a name decides; in some rounds only
+                // ASCII.
+                const QString name = QStringLiteral("nAme-nAme-") + QString::number(random.generate(), 36);
+                words.append(QString::fromUtf8(forms[random.bounded(round % 2 ? 12 : 11)])
+                                 .arg((i % 2 ? name.toUpper() : name) + QString::number(i)));
+            }
             const Tree tree(words.join(QLatin1Char(' ')));
             QStringList names, files;
             const auto plain = QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot;
@@ -440,6 +443,12 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(GetNewTempFolderPath(true)));
         QVERIFY(::chmod(root.toLocal8Bit().constData(), 01777) == 0);
         QVERIFY(QFileInfo::exists(GetNewTempFolderPath(true)));
+        // Neither is a trusted link that leads to such a folder.
+        QVERIFY(::rename("Tessarine", "real") == 0 && ::chmod("real", 0777) == 0);
+        QVERIFY(QFile::link(QStringLiteral("real"), QStringLiteral("Tessarine")));
+        QVERIFY(!QFileInfo::exists(GetNewTempFolderPath(true)));
+        QVERIFY(::unlink("Tessarine") == 0 && ::chmod("real", 0700) == 0 &&
+                ::rename("real", "Tessarine") == 0);
 
         const QString copy = CreateTemporaryCopy(QStringLiteral("a.tar.gz"));
         QCOMPARE(QFileInfo(copy).path(), tree.path());
