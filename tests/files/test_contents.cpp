@@ -1,38 +1,64 @@
+#include "support/tree.h"
+
 #include <TesCore/TESCoreUtil.h>
 #include <TesCore/TESFileUtil.h>
 
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QFile>
-#include <QTemporaryDir>
+#include <QRandomGenerator>
 #include <QTest>
+#include <QTextCodec>
 
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
+using namespace TESCoreUtil;
 
 namespace {
 
-/// Root sees no permission errors: while one of these lives, the test is an ordinary user.
-class OrdinaryUser
+const QString file = QStringLiteral("file");
+// Where replacing a file again and again does not wait for a disk.
+const QString memory = QStringLiteral("/dev/shm");
+const QString untouched = QStringLiteral("untouched");
+
+QStringList words(const char *text)
 {
-public:
-    OrdinaryUser() : m_root(::geteuid() == 0 && ::seteuid(65534) == 0) {}
-    ~OrdinaryUser()
-    {
-        if (m_root && ::seteuid(0) != 0)
-            qFatal("cannot become root again");
+    return QString::fromUtf8(text).split(QLatin1Char('|'));
+}
+
+QString decoded(const QByteArray &bytes, QTextCodec *codec)
+{
+    return QTextDecoder(QTextCodec::codecForUtfText(bytes, codec)).toUnicode(bytes);
+}
+
+QByteArray encoded(const QString &text, QTextCodec *codec)
+{
+    return QTextEncoder(codec, QTextCodec::IgnoreHeader).fromUnicode(text);
+}
+
+/// A text of characters that the codec can hold, in random order.
+QString textFor(QTextCodec *codec, int length, QRandomGenerator &random)
+{
+    QStringList held;
+    for (const char32_t point : QStringLiteral("az09 ~+-&\\\n\r\tÄéñ€ёжЖαγש日本アｱ简한국😀𐍈\u0001").toUcs4()) {
+        const QString framed = QLatin1Char('a') + QString::fromUcs4(&point, 1) + QLatin1Char('a');
+        if (codec->name().startsWith("UTF") || decoded(encoded(framed, codec), codec) == framed)
+            held.append(QString::fromUcs4(&point, 1));
     }
+    QString text;
+    while (text.size() < length)
+        text += held.at(random.bounded(int(held.size())));
+    return text;
+}
 
-private:
-    bool m_root;
-};
-
-void put(const QString &path, const QByteArray &bytes)
+/// The error of all reads, or all writes, of a path, each of which must fail.
+QString errorOf(const QString &path, bool reading)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("cannot prepare %s", qPrintable(path));
+    QString error = untouched;
+    QString textError = untouched;
+    const bool failed =
+        reading ? ReadBinaryFile(path, &error).isNull() && calcHashSum(path).isNull() &&
+                      ReadUnicodeTextFile(path, &textError, nullptr, true).isNull()
+                : !WriteBinaryFile("x", path, &error) && !WriteUnicodeTextFile(file, path, &textError);
+    return failed && error == textError ? error : QStringLiteral("not refused");
 }
 
 } // namespace
@@ -41,84 +67,194 @@ class TestContents : public QObject
 {
     Q_OBJECT
 
-private:
-    QTemporaryDir m_folder;
-
-    QString at(const char *name) const { return m_folder.filePath(QString::fromUtf8(name)); }
-
 private Q_SLOTS:
-    /// One entry of each kind that can or cannot be opened.
-    void init()
-    {
-        const QString root = m_folder.path();
-        QVERIFY(QDir(root).removeRecursively() && QDir().mkpath(root));
-        QVERIFY(::chmod(root.toUtf8().constData(), 0777) == 0);
-        put(at("file"), "text\r\n");
-        put(at("empty"), "");
-        put(at("locked"), "secret");
-        QVERIFY(QFile::setPermissions(at("locked"), {}));
-        QVERIFY(QDir().mkpath(at("folder")));
-        QVERIFY(::mkfifo(at("fifo").toUtf8().constData(), 0666) == 0);
-        QVERIFY(QFile::link(at("loop"), at("loop")));
-    }
-
-    void digestsAreThoseOfTheWholeContent_data()
-    {
-        QTest::addColumn<int>("size");
-        for (int size : {0, 1, 63, 64, 262143, 262144, 262145, 1000000})
-            QTest::addRow("%d bytes", size) << size;
-    }
-
     void digestsAreThoseOfTheWholeContent()
     {
-        QFETCH(int, size);
-        QByteArray bytes(size, '\0');
-        for (int i = 0; i < size; ++i)
-            bytes[i] = char(i * 7 + i / 251);
-        put(at("bytes"), bytes);
-        for (const auto algorithm : {QCryptographicHash::Md4, QCryptographicHash::Md5,
-                                     QCryptographicHash::Sha1, QCryptographicHash::Sha3_512})
-            QCOMPARE(TESFileUtil::calcChecksum(at("bytes"), algorithm),
-                     QCryptographicHash::hash(bytes, algorithm));
-        QCOMPARE(TESCoreUtil::calcHashSum(at("bytes")),
-                 QCryptographicHash::hash(bytes, QCryptographicHash::Sha1));
-    }
-
-    void noDigestOfWhatCannotBeRead()
-    {
-        const OrdinaryUser ordinaryUser;
-        for (const char *name : {"missing", "locked", "folder", "fifo", "loop", "file/below"}) {
-            QVERIFY2(TESFileUtil::calcChecksum(at(name), QCryptographicHash::Md5).isNull(), name);
-            QVERIFY2(TESCoreUtil::calcHashSum(at(name)).isNull(), name);
+        const Tree tree(QString(), memory);
+        for (const int size : {0, 63, 64, 119, 120, 262143, 262144, 262145}) {
+            const QByteArray bytes(size, 'x');
+            QVERIFY(WriteBinaryFile(bytes, file));
+            QCOMPARE(calcHashSum(file), QCryptographicHash::hash(bytes, QCryptographicHash::Sha1));
+            constexpr auto md5 = QCryptographicHash::Md5;
+            QCOMPARE(TESFileUtil::calcChecksum(file, md5), QCryptographicHash::hash(bytes, md5));
         }
-        QVERIFY(TESCoreUtil::calcHashSum(QString()).isNull());
-        QVERIFY(TESCoreUtil::calcHashSum(QStringLiteral("/dev/zero")).isNull());
-        // A file whose reading fails: nothing is mapped at the start of a process.
-        QVERIFY(TESCoreUtil::calcHashSum(QStringLiteral("/proc/self/mem")).isNull());
         constexpr int unknown = QT_VERSION_MAJOR < 6 ? 15 : 31;
-        QVERIFY(TESFileUtil::calcChecksum(at("file"), QCryptographicHash::Algorithm(unknown)).isNull());
+        QVERIFY(TESFileUtil::calcChecksum(file, QCryptographicHash::Algorithm(unknown)).isNull());
+
+        QVERIFY(!TESFileUtil::setLastModifiedDateTime(file, QDateTime(), QDateTime::currentDateTime()));
+
+        QCOMPARE(::truncate("file", 0) + ::truncate("file", (Q_INT64_C(1) << 31) + 1), 0); // beyond one array
+        QCOMPARE(calcHashSum(file).toHex(), QByteArray("5007e5ebf10d0a9f01aef1c26c066169456d95ea"));
     }
 
-    void aDigestOfGigabytesIsTrueAndNeedsLittleMemory()
+    void whatCannotBeOpenedIsToldInQtsWords()
     {
-        put(at("large"), "");
-        QVERIFY(::truncate(at("large").toUtf8().constData(), (Q_INT64_C(1) << 31) + 1) == 0);
-        rusage before;
-        rusage after;
-        QCOMPARE(::getrusage(RUSAGE_SELF, &before), 0);
-        const QByteArray digest = TESCoreUtil::calcHashSum(at("large"));
-        QCOMPARE(::getrusage(RUSAGE_SELF, &after), 0);
-        QCOMPARE(digest.toHex(), QByteArray("5007e5ebf10d0a9f01aef1c26c066169456d95ea"));
-        QVERIFY(after.ru_maxrss - before.ru_maxrss < 16 * 1024);
+        const AsOrdinaryUser ordinaryUser;
+        const Tree tree(QStringLiteral("file locked folder/ loop->loop"));
+        QCOMPARE(::chmod("locked", 0), 0);
+        for (const QString &path : words("missing|locked|folder|folder/|loop|file/|file/in|no/in")) {
+            QFile opened(path);
+            opened.open(QIODevice::ReadOnly);
+            QCOMPARE(errorOf(path, true), opened.errorString());
+            if (!opened.open(QIODevice::WriteOnly | QIODevice::Truncate))
+                QCOMPARE(errorOf(path, false), opened.errorString());
+        }
     }
 
-    void timeStampsAreLeftAlone()
+    void whatCouldBlockIsRefused()
     {
-        const QDateTime stamp = QFileInfo(at("file")).lastModified();
-        const QDateTime other = QDateTime::fromMSecsSinceEpoch(0);
-        QVERIFY(!TESFileUtil::setLastModifiedDateTime(at("file"), other, other));
-        QVERIFY(!TESFileUtil::setLastModifiedDateTime(at("missing"), QDateTime(), QDateTime()));
-        QCOMPARE(QFileInfo(at("file")).lastModified(), stamp);
+        const Tree tree(QStringLiteral("fifo| file"));
+        const QString withNul = file + QChar(QChar::Null);
+        for (const bool reading : {true, false}) {
+            QCOMPARE(errorOf(QStringLiteral("fifo"), reading), qt_error_string(EOPNOTSUPP));
+            QCOMPARE(errorOf(withNul, reading), qt_error_string(EINVAL));
+            QCOMPARE(errorOf(QString(), reading), QStringLiteral("No file name specified"));
+        }
+        QCOMPARE(errorOf(QStringLiteral("/dev/zero"), true), qt_error_string(EOPNOTSUPP));
+        QCOMPARE(GetUniqueFileName(withNul), withNul);
+        QCOMPARE(Tree::describe(), QStringLiteral("fifo| file"));
+    }
+
+    void aReadThatFailsGivesNothing()
+    {
+        // Nothing is mapped where this file begins.
+        QCOMPARE(errorOf(QStringLiteral("/proc/self/mem"), true), qt_error_string(EIO));
+        // Too large for the result, or for the memory.
+        const Tree tree(file);
+        QCOMPARE(::truncate("file", Q_INT64_C(1) << 43), 0);
+        QString error;
+        QVERIFY(ReadBinaryFile(file, &error).isNull() && ReadUnicodeTextFile(file).isNull());
+        QCOMPARE(error, qt_error_string(QT_VERSION_MAJOR < 6 ? EFBIG : ENOMEM));
+    }
+
+    void bytesComeBackAsWritten()
+    {
+        const Tree tree(QString{});
+        QString error = untouched;
+        for (const int size : {1000000, 65536, 1, 0}) {
+            QVERIFY(WriteBinaryFile(QByteArray(size, '\0'), file, &error));
+            QCOMPARE(ReadBinaryFile(file, &error), QByteArray(size, '\0'));
+        }
+        QVERIFY(!ReadBinaryFile(file).isNull() && !ReadUnicodeTextFile(file, &error).isNull());
+        QCOMPARE(error, untouched);
+        const QString unsized = QStringLiteral("/proc/self/maps");
+        QVERIFY(ReadBinaryFile(unsized).size() > 5000 && ReadUnicodeTextFile(unsized).size() > 5000);
+    }
+
+    void aShortWriteIsTold()
+    {
+        const QString full = QStringLiteral("/dev/full");
+        QString error = untouched;
+        QVERIFY(WriteBinaryFile("", full, &error) && WriteUnicodeTextFile(file, full, &error));
+        QCOMPARE(error, untouched);
+        QVERIFY(!WriteBinaryFile("x", full) && !WriteBinaryFile("x", full, &error));
+        QCOMPARE(error, QStringLiteral("Could not write all data to file"));
+    }
+
+    void textComesBackUnderEveryCodec()
+    {
+        const Tree tree(QString(), memory);
+        QRandomGenerator random(1);
+        QByteArrayList seen;
+        for (const QByteArray &alias : QTextCodec::availableCodecs()) {
+            QTextCodec *codec = QTextCodec::codecForName(alias);
+            if (codec == nullptr || seen.contains(codec->name()))
+                continue;
+            const QByteArray name = codec->name();
+            seen.append(name);
+            const bool mended = name == "UTF-7" || name.startsWith("UTF-32");
+            const bool severalBlocks = name.startsWith("UTF") || name == "ISO-2022-JP";
+            for (const int length : {severalBlocks ? 70000 : 70, 3}) {
+                const QString text = textFor(codec, length, random);
+                QVERIFY(WriteUnicodeTextFile(text, file, nullptr, name.constData()));
+                QVERIFY2(mended || ReadBinaryFile(file) == encoded(text, codec), name.constData());
+                QVERIFY2(ReadUnicodeTextFile(file, nullptr, name.constData()) == text, name.constData());
+            }
+            QByteArray bytes(300, Qt::Uninitialized);
+            std::generate(bytes.begin(), bytes.end(), [&] { return char(random.bounded(256)); });
+            QVERIFY(WriteBinaryFile(bytes, file));
+            const QString read = ReadUnicodeTextFile(file, nullptr, name.constData());
+            const QString whole = decoded(bytes, codec);
+            QVERIFY2(read == whole || read == whole + QChar(QChar::ReplacementCharacter), name.constData());
+        }
+        QVERIFY(WriteUnicodeTextFile(QStringLiteral("half a pair") + QChar(0xd83d), file));
+        QVERIFY(ReadUnicodeTextFile(file).size() > 11);
+    }
+
+    void bytesDecodeAs_data()
+    {
+        QTest::addColumn<QStringList>("bytesCodecText");
+        QTest::newRow("a mark is no text") << words("efbbbf61|UTF-8|a");
+        QTest::newRow("a mark beats the codec") << words("efbbbfc3a4|UTF-16|ä");
+        QTest::newRow("UTF-16, little end first") << words("fffe6100|UTF-8|a");
+        QTest::newRow("UTF-32, little end first") << words("fffe000061000000|UTF-8|a");
+        QTest::newRow("only the first mark goes") << words("efbbbfefbbbf|UTF-8|\uFEFF");
+        QTest::newRow("half a UTF-8 character") << words("61e697|UTF-8|a\uFFFD");
+        QTest::newRow("half a UTF-16 character") << words("fffe610062|UTF-8|a\uFFFD");
+        QTest::newRow("half a Shift_JIS character") << words("6193|Shift_JIS|a\uFFFD");
+        const auto locale = QTextCodec::codecForLocale()->toUnicode("\xc3\xa4");
+        QTest::newRow("an unknown codec is the locale's")
+            << words("c3a4|no such codec") + QStringList(locale);
+    }
+
+    void bytesDecodeAs()
+    {
+        QFETCH(QStringList, bytesCodecText);
+        const Tree tree(QString{});
+        QVERIFY(WriteBinaryFile(QByteArray::fromHex(bytesCodecText.at(0).toLatin1()), file));
+        QCOMPARE(ReadUnicodeTextFile(file, nullptr, qPrintable(bytesCodecText.at(1))), bytesCodecText.last());
+    }
+
+    void lineEndingsBecomeLineFeeds()
+    {
+        const Tree tree(QString(), memory);
+        QRandomGenerator random(2);
+        for (int round = 0; round < 500; ++round) {
+            QString text;
+            while (text.size() < (round < 499 ? round % 12 : 300000))
+                text += QStringLiteral("\r\n\rab").at(random.bounded(5));
+            QString expected = text;
+            expected.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+            expected.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+            QCOMPARE(ConvertLineEndings(text), expected);
+            QVERIFY(WriteUnicodeTextFile(text, file));
+            QCOMPARE(ReadUnicodeTextFile(file), text);
+            QCOMPARE(ReadUnicodeTextFile(file, nullptr, nullptr, true), expected);
+        }
+        const QString plain = QStringLiteral("a\nb").repeated(3);
+        QCOMPARE(ConvertLineEndings(plain).constData(), plain.constData());
+    }
+
+    void freeNames_data()
+    {
+        QTest::addColumn<QStringList>("row"); // taken, name, separator, GetUnique..., GetUniqueSequential...
+        QTest::newRow("taken") << words("R.txt|R.txt||/R_1.txt|/R 1.txt");
+        QTest::newRow("taken twice") << words("R.txt R_1.txt R-1.txt|R.txt||/R_1_2.txt|/R 1.txt");
+        QTest::newRow("a separator") << words("R.x R-1.x R-1-2.x|R.x|-|/R-1-2-3.x|/R 1.x");
+        QTest::newRow("no suffix") << words("Chapter/|Chapter||/Chapter_1.|/Chapter 1.");
+        QTest::newRow("several dots") << words("a.tar.gz|a.tar.gz||/a.tar_1.gz|/a.tar 1.gz");
+        QTest::newRow("a leading dot") << words(".profile|.profile||/_1.profile|/ 1.profile");
+        QTest::newRow("in a folder") << words("f/ f/x.y|f/x.y||/f/x_1.y|/f/x 1.y");
+        QTest::newRow("a link into nothing is free") << words("link->missing|link||link|link");
+    }
+
+    void freeNames()
+    {
+        QFETCH(QStringList, row);
+        const Tree tree(row.at(0));
+        const auto shortened = [&](QString path) { return path.replace(tree.path(), QString()); };
+        QCOMPARE(shortened(GetUniqueFileName(row.at(1), row.at(2))), row.at(3));
+        QCOMPARE(shortened(GetUniqueSequentialFileName(row.at(1))), row.at(4));
+        QCOMPARE(GetUniqueFileName(row.at(1)), GetUniqueFileName(row.at(1), QString()));
+    }
+
+    void freeNamesEndWhereNamesEnd()
+    {
+        const Tree tree(file);
+        QString path = file;
+        while (WriteBinaryFile("", path))
+            path = GetUniqueFileName(file);
+        QVERIFY(QFileInfo(path).fileName().size() > 255);
     }
 };
 

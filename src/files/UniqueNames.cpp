@@ -1,0 +1,59 @@
+#include <TesCore/TESCoreUtil.h>
+
+#include "nativepath_p.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <sys/stat.h>
+
+namespace {
+
+bool isTaken(const QByteArray &native)
+{
+    struct stat status;
+    return !native.isNull() && ::stat(native.constData(), &status) == 0;
+}
+
+bool isTaken(const QString &path)
+{
+    return isTaken(TesCoreFiles::nativePath(path));
+}
+
+} // namespace
+
+QString TESCoreUtil::GetUniqueFileName(const QString &path, QString separator)
+{
+    if (separator.isEmpty())
+        separator = QStringLiteral("_");
+    QString candidate = path;
+    // The name grows with each step, so this ends at the latest where it is too long for any entry.
+    for (int counter = 1; isTaken(candidate); ++counter) {
+        const QFileInfo info(candidate);
+        candidate = info.dir().absoluteFilePath(info.completeBaseName() + separator +
+                                                QString::number(counter) + QLatin1Char('.') + info.suffix());
+    }
+    return candidate;
+}
+
+QString TESCoreUtil::GetUniqueFileName(const QString &path)
+{
+    return GetUniqueFileName(path, QString());
+}
+
+QString TESCoreUtil::GetUniqueSequentialFileName(const QString &path)
+{
+    if (!isTaken(path))
+        return path;
+    const QFileInfo info(path);
+    const QString before =
+        info.absolutePath() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char(' ');
+    const QString after = QLatin1Char('.') + info.suffix();
+    // Thousands of names may be taken: only their numbers are written anew.
+    const QByteArray nativeBefore = QFile::encodeName(before);
+    const QByteArray nativeAfter = QFile::encodeName(after);
+    int counter = 1;
+    while (isTaken(nativeBefore + QByteArray::number(counter) + nativeAfter))
+        ++counter;
+    return before + QString::number(counter) + after;
+}
