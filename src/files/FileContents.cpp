@@ -54,22 +54,6 @@ qint64 expectedSize(const Descriptor &file)
     return ::fstat(file.get(), &status) == 0 ? qint64(status.st_size) : 0;
 }
 
-/// Fills the buffer as far as the file goes. The number of bytes, or -1 and errno.
-qint64 readInto(const Descriptor &file, char *buffer, qint64 size)
-{
-    qint64 filled = 0;
-    while (filled < size) {
-        const ssize_t got =
-            retrying([&] { return ::read(file.get(), buffer + filled, std::size_t(size - filled)); });
-        if (got < 0)
-            return -1;
-        if (got == 0)
-            break;
-        filled += got;
-    }
-    return filled;
-}
-
 bool writeAll(const Descriptor &file, const QByteArray &bytes)
 {
     qint64 done = 0;

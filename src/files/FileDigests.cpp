@@ -1,6 +1,7 @@
 #include <TesCore/TESCoreUtil.h>
 #include <TesCore/TESFileUtil.h>
 
+#include "hardwaresha1_p.h"
 #include "openfile_p.h"
 
 #include <memory>
@@ -22,6 +23,32 @@ struct FreeBlock
 
 using Block = std::unique_ptr<char, FreeBlock>;
 
+class QtHash
+{
+public:
+    explicit QtHash(QCryptographicHash::Algorithm algorithm) : m_hash(algorithm) {}
+    void add(const char *data, std::size_t size) { m_hash.addData(QByteArray::fromRawData(data, int(size))); }
+    QByteArray result() const { return m_hash.result(); }
+
+private:
+    QCryptographicHash m_hash;
+};
+
+/// The digest of the rest of the file; a null array when it cannot be read to its end.
+template <typename Hash>
+QByteArray digestOf(const Descriptor &file, Hash &&hash)
+{
+    const Block block(static_cast<char *>(::operator new(blockSize, pageSize)));
+    for (;;) {
+        const qint64 got = readInto(file, block.get(), blockSize);
+        if (got < 0)
+            return QByteArray();
+        hash.add(block.get(), std::size_t(got));
+        if (got < qint64(blockSize))
+            return hash.result();
+    }
+}
+
 } // namespace
 
 QByteArray TESFileUtil::calcChecksum(const QString &path, QCryptographicHash::Algorithm algorithm)
@@ -31,17 +58,9 @@ QByteArray TESFileUtil::calcChecksum(const QString &path, QCryptographicHash::Al
     const Descriptor file = openForReading(path);
     if (!file.isOpen())
         return QByteArray();
-
-    const Block block(static_cast<char *>(::operator new(blockSize, pageSize)));
-    QCryptographicHash hash(algorithm);
-    for (;;) {
-        const ssize_t got = retrying([&] { return ::read(file.get(), block.get(), blockSize); });
-        if (got < 0)
-            return QByteArray();
-        if (got == 0)
-            return hash.result();
-        hash.addData(QByteArray::fromRawData(block.get(), int(got)));
-    }
+    if (algorithm == QCryptographicHash::Sha1 && HardwareSha1::isAvailable())
+        return digestOf(file, HardwareSha1());
+    return digestOf(file, QtHash(algorithm));
 }
 
 bool TESFileUtil::setLastModifiedDateTime(const QString &, const QDateTime &, const QDateTime &)

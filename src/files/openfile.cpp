@@ -80,4 +80,19 @@ Descriptor openForWriting(const QString &path, int flags, QString *error)
     return openOrTell(path, flags | O_WRONLY, refusalToWrite, error);
 }
 
+qint64 readInto(const Descriptor &file, char *buffer, qint64 size)
+{
+    qint64 filled = 0;
+    while (filled < size) {
+        const ssize_t got =
+            retrying([&] { return ::read(file.get(), buffer + filled, std::size_t(size - filled)); });
+        if (got < 0)
+            return -1;
+        if (got == 0)
+            break;
+        filled += got;
+    }
+    return filled;
+}
+
 } // namespace TesCoreFiles
