@@ -127,7 +127,7 @@ void FolderListing::sortAs(QDir::SortFlags flags, int fd)
 {
     const QStringList names = QDir(QStringLiteral("/proc/self/fd/%1").arg(fd))
                                   .entryList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, flags);
-    QHash<QString, int> position;
+    QHash<QString, qsizetype> position;
     for (const QString &name : names)
         position.insert(name, position.size());
     std::stable_sort(m_entries.begin(), m_entries.end(), [&](const FolderEntry &a, const FolderEntry &b) {

@@ -24,7 +24,7 @@ QByteArray lastName(const QByteArray &path)
 /// The path of the folder that holds the last name of `path`.
 QByteArray parentPath(const QByteArray &path)
 {
-    const int slash = path.lastIndexOf('/');
+    const auto slash = path.lastIndexOf('/');
     if (slash < 0)
         return QByteArrayLiteral(".");
     return slash == 0 ? QByteArrayLiteral("/") : withoutTrailingSlashes(path.left(slash));
@@ -47,14 +47,14 @@ Descriptor openNearestExisting(QByteArray path)
 Place::Place(const QByteArray &path) : m_name(path)
 {
     while (m_name.size() >= PATH_MAX) {
-        const int slash = m_name.lastIndexOf('/', PATH_MAX - 2);
+        const auto slash = m_name.lastIndexOf('/', PATH_MAX - 2);
         if (slash < 0)
             return;
         Descriptor next(::openat(folder(), m_name.left(slash + 1).constData(), kLookUpOnly));
         if (!next.isOpen())
             return;
         m_folder = std::move(next);
-        int start = slash;
+        auto start = slash;
         while (start < m_name.size() && m_name.at(start) == '/')
             ++start;
         m_name = start < m_name.size() ? m_name.mid(start) : QByteArrayLiteral(".");
@@ -63,8 +63,8 @@ Place::Place(const QByteArray &path) : m_name(path)
 
 Entry::Entry(const QByteArray &path)
 {
-    const int end = withoutTrailingSlashes(path).size();
-    const int slash = path.left(end).lastIndexOf('/');
+    const auto end = withoutTrailingSlashes(path).size();
+    const auto slash = path.left(end).lastIndexOf('/');
     const Place parent(slash < 0 ? QByteArrayLiteral(".") : path.left(slash + 1));
     folder = Descriptor(::openat(parent.folder(), parent.name(), kLookUpOnly));
     name = path.mid(slash + 1);
@@ -103,7 +103,7 @@ QByteArray linkTarget(const QByteArray &path)
 
 bool makeFolders(const QByteArray &path, mode_t mode)
 {
-    for (int end = 0; end < path.size();) {
+    for (QByteArray::size_type end = 0; end < path.size();) {
         end = path.indexOf('/', end + 1);
         if (end < 0)
             end = path.size();
