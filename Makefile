@@ -7,12 +7,23 @@ PREFIX ?= /usr/local
 SOURCE ?= /usr/share/common-licenses
 DESTINATION ?= $(CURDIR)/build/export
 
+PRESETS ?= dev
+
+# The Qt to build with: QT=5 or QT=6. Without a choice, tests cover both and what is made once is made with Qt 5.
+QT ?=
+ifneq ($(filter-out 5 6,$(QT)),)
+    $(error QT is 5 or 6)
+endif
+qt_presets = $(if $(filter 6,$(QT)),,$(1)) $(if $(filter 5,$(QT)),,$(2))
+release_preset := $(firstword $(call qt_presets,release,qt6-release))
+qt6_packages := $(if $(filter 5,$(QT)),,qt6)
+
 define build
 	cmake --preset $(1)
 	cmake --build --preset $(1) --parallel $(JOBS) $(2)
 endef
 
-.PHONY: help example check check-sanitizers install format clean
+.PHONY: help example check check-sanitizers check-x86 test install format clean clean-x86
 
 help: ## lists these targets
 	@sed -n 's/^\([a-z0-9-]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 26
@@ -23,25 +34,36 @@ example: ## builds the library and runs its main job on real input (SOURCE=, DES
 	rm -rf build/export
 	build/release/examples/export/export $(SOURCE) $(DESTINATION)
 
-check: ## builds and passes all tests
-	tools/install-packages build check
-	$(call build,dev)
-	ctest --preset dev
+check: ## builds and passes all tests, with Qt 5 and with Qt 6 (QT=)
+	tools/install-packages build check $(qt6_packages)
+	$(MAKE) test PRESETS="$(call qt_presets,dev,qt6)"
 
-check-sanitizers: ## the tests under ASan, UBSan and TSan
-	tools/install-packages build check
-	for preset in asan ubsan tsan; do \
-	    cmake --preset $$preset && cmake --build --preset $$preset --parallel $(JOBS) && \
-	    ctest --preset $$preset || exit 1; \
+check-sanitizers: ## the tests under ASan, UBSan and TSan (QT=)
+	tools/install-packages build check $(qt6_packages)
+	$(MAKE) test PRESETS="$(call qt_presets,asan ubsan tsan,qt6-asan)"
+
+check-x86: ## the tests as a 32-bit x86 program, in a root made for it in build/x86-root (QT=)
+	tools/install-packages x86
+	tools/in-x86-root tools/install-packages build $(qt6_packages)
+	tools/in-x86-root make test PRESETS="$(call qt_presets,release,qt6-release)" JOBS=$(JOBS)
+
+test: ## builds and passes the tests of the chosen presets (PRESETS=)
+	set -e; for preset in $(PRESETS); do \
+	    cmake --preset $$preset; \
+	    cmake --build --preset $$preset --parallel $(JOBS); \
+	    ctest --preset $$preset; \
 	done
 
-install: ## installs the release build below PREFIX
-	tools/install-packages build
-	$(call build,release,--target TesCore)
-	cmake --install build/release --prefix $(PREFIX)
+install: ## installs the release build below PREFIX (QT=)
+	tools/install-packages build $(if $(filter 6,$(QT)),qt6)
+	$(call build,$(release_preset),--target TesCore)
+	cmake --install build/$(release_preset) --prefix $(PREFIX)
 
 format: ## lays out the C++ files as .clang-format says
 	git ls-files -co --exclude-standard '*.h' '*.cpp' | xargs clang-format -i
 
-clean: ## removes everything that was built
-	rm -rf build
+clean: ## removes everything that was built, but for the 32-bit root
+	[ ! -d build ] || find build -mindepth 1 -maxdepth 1 ! -name 'x86-root*' -exec rm -rf {} +
+
+clean-x86: ## removes the 32-bit root and what was built in it
+	$(if $(filter 0,$(shell id -u)),,sudo) rm -rf --one-file-system build/x86-root build/x86-root.part

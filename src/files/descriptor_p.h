@@ -4,9 +4,13 @@
 #include <cerrno>
 #include <utility>
 
+#include <sys/types.h>
 #include <unistd.h>
 
 namespace TesCoreFiles {
+
+static_assert(sizeof(off_t) == 8 && sizeof(time_t) == 8,
+              "32-bit x86 has them too small for large files and late dates unless strict.cmake asks");
 
 /// Owns one file descriptor; -1 stands for none. Its end keeps errno, so that an error can still be told
 /// after it.
