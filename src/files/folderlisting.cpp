@@ -31,6 +31,14 @@ int compareIgnoringAsciiCase(const char *a, const char *b)
     return uchar(lowered(*a)) - uchar(lowered(*b));
 }
 
+quint64 sortKeyOf(const char *name)
+{
+    quint64 key = 0;
+    for (int shift = 64 - 8; shift >= 0 && *name; shift -= 8, ++name)
+        key |= quint64(uchar(lowered(*name))) << shift;
+    return key;
+}
+
 EntryKind kindOf(mode_t mode)
 {
     return S_ISREG(mode) ? EntryKind::File : S_ISDIR(mode) ? EntryKind::Folder : EntryKind::Other;
@@ -47,7 +55,6 @@ bool FolderListing::read(int fd, Order order)
 {
     m_entries.clear();
     m_names.clear();
-    m_isAscii = true;
 
     alignas(dirent64) char buffer[kReadSize];
     for (;;) {
@@ -86,15 +93,9 @@ void FolderListing::add(int fd, const char *name, unsigned char type)
         return;
     }
 
-    const std::size_t length = std::strlen(name);
     entry.name = m_names.size();
-    entry.sortKey = 0;
-    for (std::size_t i = 0; i < length; ++i) {
-        m_isAscii = m_isAscii && !(name[i] & '\x80');
-        if (i < sizeof entry.sortKey)
-            entry.sortKey |= quint64(uchar(lowered(name[i]))) << (8 * (sizeof entry.sortKey - 1 - i));
-    }
-    m_names.insert(m_names.end(), name, name + length + 1);
+    entry.sortKey = 0; // walks without an order need none
+    m_names.insert(m_names.end(), name, name + std::strlen(name) + 1);
     m_entries.push_back(entry);
 }
 
@@ -102,7 +103,9 @@ void FolderListing::add(int fd, const char *name, unsigned char type)
 /// no conversion. Equal forms, which QDir leaves in no certain order, are ordered by their bytes.
 void FolderListing::sortByName()
 {
-    if (m_isAscii) {
+    if (std::all_of(m_names.begin(), m_names.end(), [](char byte) { return !(byte & '\x80'); })) {
+        for (FolderEntry &entry : m_entries)
+            entry.sortKey = sortKeyOf(nameOf(entry));
         std::sort(m_entries.begin(), m_entries.end(), [this](const FolderEntry &a, const FolderEntry &b) {
             if (a.sortKey != b.sortKey)
                 return a.sortKey < b.sortKey;

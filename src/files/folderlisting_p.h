@@ -45,7 +45,6 @@ private:
 
     std::vector<FolderEntry> m_entries;
     std::vector<char> m_names;
-    bool m_isAscii = true;
 };
 
 } // namespace TesCoreFiles
