@@ -56,6 +56,11 @@ bool deleteTree(const Place &place)
     return ::unlinkat(place.folder(), place.name(), AT_REMOVEDIR) == 0;
 }
 
+Known known(const TreeWalk &walk)
+{
+    return walk.isFile() && !walk.isLink() ? Known::ListedFile : Known::Nothing;
+}
+
 /// Copies what `walk` visits into the folder in which `destination` stands, and notes it in `record`, which
 /// may be null. Stops at the first failure.
 bool copyEntries(TreeWalk &walk, FolderChain &destination, CopyRecord *record)
@@ -75,7 +80,7 @@ bool copyEntries(TreeWalk &walk, FolderChain &destination, CopyRecord *record)
                 return false;
         } else {
             Snapshot source;
-            if (!copier.copy(walk.fd(), name, destination.fd(), name, Existing::Keep, &source) ||
+            if (!copier.copy(walk.fd(), name, destination.fd(), name, Existing::Keep, known(walk), &source) ||
                 (record && !record->copied(walk, source)))
                 return false;
         }
@@ -215,7 +220,7 @@ void CopyFiles(const QString &source, const QString &destination)
                 return;
         } else if (walk.isFile()) {
             if (isOpen)
-                copier.copy(walk.fd(), name, target.fd(), name, Existing::Keep);
+                copier.copy(walk.fd(), name, target.fd(), name, Existing::Keep, known(walk));
         } else {
             // The first sub-folder makes the destination itself, if need be.
             if (!isOpen && openOrMake(target, to)) {

@@ -37,19 +37,29 @@ bool sync(int fd)
     return retrying([&] { return ::fsync(fd); }) == 0;
 }
 
-Descriptor openRegular(int folder, const char *name, struct stat *info)
+Descriptor openLooked(int folder, const char *name, int flags, struct stat *info)
 {
+    Descriptor file(retrying(
+        [&] { return ::openat(folder, name, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | flags); }));
+    if (!file.isOpen() || (::fstat(file.get(), info) == 0 && S_ISREG(info->st_mode)))
+        return file;
+    errno = EINVAL;
+    return Descriptor();
+}
+
+Descriptor openRegular(int folder, const char *name, Known known, struct stat *info)
+{
+    // Spares a call for nearly all files of a tree.
+    if (known == Known::ListedFile) {
+        Descriptor file = openLooked(folder, name, O_NOFOLLOW, info);
+        if (file.isOpen() || errno != ELOOP)
+            return file;
+    }
     // Looked at before it is opened: opening a device may already act on it.
     if (::fstatat(folder, name, info, 0) != 0)
         return Descriptor();
-    if (S_ISREG(info->st_mode)) {
-        Descriptor file(
-            retrying([&] { return ::openat(folder, name, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
-        if (!file.isOpen() || (::fstat(file.get(), info) == 0 && S_ISREG(info->st_mode)))
-            return file;
-    }
     errno = EINVAL;
-    return Descriptor();
+    return S_ISREG(info->st_mode) ? openLooked(folder, name, 0, info) : Descriptor();
 }
 
 bool isFile(int folder, const char *name)
@@ -59,23 +69,19 @@ bool isFile(int folder, const char *name)
 }
 
 /// A file in `folder` that has no name, and vanishes by itself unless it is given one.
-Descriptor openUnnamed(int folder)
+Descriptor openUnnamed(int folder, mode_t mode)
 {
     return Descriptor(
-        retrying([&] { return ::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR); }));
+        retrying([&] { return ::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode); }));
 }
 
-/// Gives the unnamed file `fd` a name that must be free.
-bool link(int fd, int folder, const char *name)
+/// Gives a file that was just created the permissions that the umask, or the folder's default, kept from it.
+/// Looking costs half of setting, and much less where setting is a transaction.
+void setPermissions(int file, mode_t mode)
 {
-    if (::linkat(fd, "", folder, name, AT_EMPTY_PATH) == 0)
-        return true;
-    if (errno == EEXIST)
-        return false;
-    // Without the capability that the short way wants, the file is reached through its descriptor's entry.
-    char path[sizeof "/proc/self/fd/" + 12];
-    std::snprintf(path, sizeof path, "/proc/self/fd/%d", fd);
-    return ::linkat(AT_FDCWD, path, folder, name, AT_SYMLINK_FOLLOW) == 0;
+    struct stat info;
+    if (::fstat(file, &info) != 0 || (info.st_mode & kPermissions) != mode)
+        ::fchmod(file, mode); // not every file system has permissions to set; the content is what counts
 }
 
 /// Runs `publish`; where the name is taken by a file that may be replaced, once more after its removal.
@@ -122,10 +128,10 @@ bool renameOntoPlaceholder(int fromFolder, const char *from, int toFolder, const
 } // namespace
 
 bool FileCopy::copy(int fromFolder, const char *from, int toFolder, const char *to, Existing existing,
-                    Snapshot *source)
+                    Known known, Snapshot *source)
 {
     struct stat info;
-    const Descriptor file = openRegular(fromFolder, from, &info);
+    const Descriptor file = openRegular(fromFolder, from, known, &info);
     if (!file.isOpen())
         return false;
     if (source)
@@ -139,7 +145,7 @@ bool FileCopy::copyUnnamed(int source, const struct stat &info, int toFolder, co
 {
     if (!m_canStayUnnamed)
         return false;
-    Descriptor copy = openUnnamed(toFolder);
+    Descriptor copy = openUnnamed(toFolder, info.st_mode & kPermissions);
     if (!copy.isOpen()) {
         m_canStayUnnamed = !isUnsupported(errno) && errno != EISDIR;
         return false;
@@ -173,8 +179,7 @@ bool FileCopy::finish(int source, const struct stat &info, int copy)
 {
     if (!write(source, info, copy))
         return false;
-    // Not every file system has permissions to set; the content is what counts.
-    ::fchmod(copy, info.st_mode & kPermissions);
+    setPermissions(copy, info.st_mode & kPermissions);
     return m_durability == Durability::None || sync(copy);
 }
 
@@ -199,7 +204,23 @@ bool FileCopy::write(int source, const struct stat &info, int copy)
         info.st_size <= off_t(kBlockSize); // also what says it is empty and is not, as in /proc
     if (!isSmall && writeInKernel(source, info, copy))
         return true;
-    return writeBlocks(source, copy);
+    return writeBlocks(source, info, copy);
+}
+
+/// Gives the unnamed file `copy` a name that must be free.
+bool FileCopy::link(int copy, int folder, const char *name)
+{
+    if (m_canLinkDescriptor && ::linkat(copy, "", folder, name, AT_EMPTY_PATH) == 0)
+        return true;
+    if (m_canLinkDescriptor && errno == EEXIST)
+        return false;
+    // Without the capability that the short way wants, the file is reached through its descriptor's entry.
+    char path[sizeof "/proc/self/fd/" + 12];
+    std::snprintf(path, sizeof path, "/proc/self/fd/%d", copy);
+    if (::linkat(AT_FDCWD, path, folder, name, AT_SYMLINK_FOLLOW) != 0)
+        return false;
+    m_canLinkDescriptor = false;
+    return true;
 }
 
 /// True when all is copied. False when the kernel cannot do it, or not to the end: both offsets then stand
@@ -246,7 +267,7 @@ bool FileCopy::writeExtents(int source, const struct stat &info, int copy)
     return errno == ENXIO && ::ftruncate(copy, info.st_size) == 0;
 }
 
-bool FileCopy::writeBlocks(int source, int copy)
+bool FileCopy::writeBlocks(int source, const struct stat &info, int copy)
 {
     if (!m_block)
         m_block = std::make_unique<char[]>(kBlockSize);
@@ -256,6 +277,9 @@ bool FileCopy::writeBlocks(int source, int copy)
             return length == 0;
         if (!writeAll(copy, m_block.get(), std::size_t(length)))
             return false;
+        // A whole file that left room in the first block needs no other read to find its end.
+        if (length == info.st_size && std::size_t(length) < kBlockSize)
+            return true;
     }
 }
 
@@ -263,7 +287,7 @@ bool syncFileSystem(int folder)
 {
     Descriptor onIt = openFolder(folder, ".", Links::Refuse, Access::List);
     if (!onIt.isOpen()) // it may be written to but not read
-        onIt = openUnnamed(folder);
+        onIt = openUnnamed(folder, 0);
     return onIt.isOpen() && ::syncfs(onIt.get()) == 0;
 }
 

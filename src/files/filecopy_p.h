@@ -10,6 +10,8 @@ namespace TesCoreFiles {
 /// What a copy does about an entry that has the name already. Replace removes a file once the copy is
 /// complete.
 enum class Existing { Keep, Replace };
+/// ListedFile: a listing has just told that the entry is a regular file itself, and no link to one.
+enum class Known { Nothing, ListedFile };
 /// Durable: content and name have reached the disk before the copy is reported.
 enum class Durability { None, Durable };
 
@@ -25,13 +27,14 @@ public:
     /// and errno set, with nothing left behind (but a complete copy when only its name could not be made
     /// durable). Never blocks on what is not a regular file. `source` (may be null) receives what was copied.
     bool copy(int fromFolder, const char *from, int toFolder, const char *to, Existing existing,
-              Snapshot *source = nullptr);
+              Known known = Known::Nothing, Snapshot *source = nullptr);
 
 private:
     bool write(int source, const struct stat &info, int copy);
     bool writeInKernel(int source, const struct stat &info, int copy);
     bool writeExtents(int source, const struct stat &info, int copy);
-    bool writeBlocks(int source, int copy);
+    bool writeBlocks(int source, const struct stat &info, int copy);
+    bool link(int copy, int folder, const char *name);
 
     bool copyUnnamed(int source, const struct stat &info, int toFolder, const char *to, Existing existing);
     bool copyUnderDraftName(int source, const struct stat &info, int toFolder, const char *to,
@@ -42,6 +45,7 @@ private:
     const Durability m_durability;
     bool m_canReflink = true;
     bool m_canStayUnnamed = true;
+    bool m_canLinkDescriptor = true;
     std::unique_ptr<char[]> m_block;
 };
 
