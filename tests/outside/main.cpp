@@ -1,0 +1,34 @@
+#include <TesCore/TESCoreUtil.h>
+#include <TesCore/TESFileUtil.h>
+#include <TesCore/TESTempFolder.h>
+#include <TesCore/TesCore.h>
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+namespace {
+
+int failures = 0;
+
+void check(bool holds, const char *what)
+{
+    if (holds)
+        return;
+    std::fprintf(stderr, "%s does not work\n", what);
+    ++failures;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    const TESTempFolder folder(false);
+    const QString path = folder.path() + QLatin1String(".txt");
+    check(Tessarine::assert_ptr_what == &Tessarine::qt_atm_assert_what_impl, "TesCore.h");
+    check(!path.isEmpty(), "TESTempFolder.h");
+    check(TESCoreUtil::ConvertLineEndings(QLatin1String("a\r\n")) == QLatin1String("a\n"), "TESCoreUtil.h");
+    check(TESFileUtil::calcChecksum(path).isNull(), "TESFileUtil.h");
+    return failures;
+}
