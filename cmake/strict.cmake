@@ -12,6 +12,11 @@ target_compile_definitions(tescore_strict INTERFACE
     QT_NO_KEYWORDS QT_NO_FOREACH QT_NO_NARROWING_CONVERSIONS_IN_CONNECT
     _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 
+# x87 registers keep more digits than a double has: 32-bit x86 computes with SSE2, to give x86-64's answers.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86_64)$")
+    target_compile_options(tescore_strict INTERFACE -msse2 -mfpmath=sse)
+endif()
+
 if(TESCORE_SANITIZE)
     target_compile_options(tescore_strict INTERFACE
         -fsanitize=${TESCORE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)

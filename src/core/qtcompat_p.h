@@ -1,0 +1,28 @@
+#ifndef TESCORE_QTCOMPAT_P_H
+#define TESCORE_QTCOMPAT_P_H
+
+/// \file qtcompat_p.h
+/// Every place where Qt 5 and Qt 6 differ in what the library promises.
+
+#include <QString>
+#include <QStringView>
+
+namespace TesCoreCompat {
+
+/// The decimal number that `text` is, as QString::toInt() of Qt 5 reads it. Qt 6 (seen in 6.4) skips no white
+/// space beyond ASCII, does not know U+2212 as a minus sign, and takes a NUL for the end of the text.
+inline int toInt(QStringView text, bool *ok)
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    *ok = false;
+    if (text.contains(QChar::Null))
+        return 0;
+    return text.trimmed().toString().replace(QChar(0x2212), QLatin1Char('-')).toInt(ok);
+#else
+    return text.toInt(ok);
+#endif
+}
+
+} // namespace TesCoreCompat
+
+#endif
