@@ -83,7 +83,7 @@ TESCORE_EXPORT bool IsWritable(const QString &path, QString *error = nullptr);
 ///     .profile taken                       => /folder/_1.profile
 ///
 /// A free `path` is returned unchanged; any other result is absolute. A link whose target is missing does not
-/// count as taken.
+/// count as taken, nor does a name too long for any file (255 bytes), with which a sequence ends at last.
 TESCORE_EXPORT QString GetUniqueFileName(const QString &path, QString separator);
 
 /// The same with the separator "_".
@@ -122,8 +122,9 @@ TESCORE_EXPORT QString CreateTemporaryCopy(const QString &path);
 
 /// \}
 /// \name Whole files
-/// There is no size limit but that of the result type. Only regular files are read; FIFOs, sockets and
-/// devices are refused, so that nothing blocks.
+/// There is no size limit but that of the result type and the memory; with Qt 5 the type holds files below
+/// 2 GiB, as text below 1 GiB. Only regular files are read, and only these and character devices (/dev/null)
+/// written; FIFOs, sockets and other devices are refused, so that nothing blocks.
 /// \{
 
 /// Replaces the content of the file `path` by `text`, encoded by the QTextCodec named `codec` (null, or a
