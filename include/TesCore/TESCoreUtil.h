@@ -65,8 +65,8 @@ TESCORE_EXPORT bool MoveFile(const QString &source, const QString &destination, 
 TESCORE_EXPORT bool IsReadable(const QString &path, QString *error = nullptr);
 
 /// Whether `path` can be written. As IsReadable(); an existing file keeps its content. Where nothing exists,
-/// a probe file is made exclusively and removed again. A link whose target is missing is judged by making and
-/// removing the probe beside it: neither the link nor its target is touched.
+/// a file is made exclusively and removed again; on most file systems it never has a name. A link whose
+/// target is missing is judged by the place that it leads to, where nothing is left either.
 TESCORE_EXPORT bool IsWritable(const QString &path, QString *error = nullptr);
 
 /// \}

@@ -41,26 +41,31 @@ bool isSpecial(mode_t mode)
 }
 
 /// Whether removing `destination` would leave `source` without its content: both name one entry, or `source`
-/// is a link that leads through `destination` or ends there.
+/// is a link that leads through `destination` or ends there. True too when that cannot be found out.
 bool wouldDestroy(const QByteArray &source, const struct stat &destination)
 {
     struct stat own;
     QByteArray path = source;
-    for (int links = 0; links <= kMostLinks && Place(path).ownStatus(&own); ++links) {
+    for (int links = 0; links <= kMostLinks && !path.isNull(); ++links) {
+        if (!Place(path).ownStatus(&own))
+            return !meansMissing(errno);
         if (FileId(own) == FileId(destination))
             return links > 0 || own.st_nlink == 1;
         if (!S_ISLNK(own.st_mode))
             return false;
         path = linkTarget(path);
     }
-    return false;
+    return true;
 }
 
+/// Whether two paths name one entry. True too when that cannot be found out.
 bool isSameEntry(const Entry &a, const Entry &b)
 {
+    if (a.name != b.name)
+        return false;
     struct stat folderOfA, folderOfB;
-    return a.name == b.name && ::fstat(a.folderFd(), &folderOfA) == 0 &&
-           ::fstat(b.folderFd(), &folderOfB) == 0 && FileId(folderOfA) == FileId(folderOfB);
+    const bool areKnown = ::fstat(a.folderFd(), &folderOfA) == 0 && ::fstat(b.folderFd(), &folderOfB) == 0;
+    return !areKnown || FileId(folderOfA) == FileId(folderOfB);
 }
 
 /// Puts `from` in the place of the existing file `to`, which is there until that has happened.
@@ -83,19 +88,27 @@ bool replaceEntry(const Entry &from, const Entry &to, const struct stat &source)
     return false;
 }
 
-/// Whether a file could be created at `path`, where nothing exists: by creating and removing it.
+/// Whether a file could be created at `path`, where nothing exists: by creating it without a name, which
+/// leaves no trace even if the process is killed, or else by creating and removing it.
 bool canCreate(const QByteArray &path, QString *error)
 {
     const Entry entry(path);
     if (!entry.folder.isOpen())
         return failed(error);
+    struct stat made, found;
+    const bool isFree = !entry.name.endsWith('/') &&
+                        ::fstatat(entry.folderFd(), entry.nameData(), &found, AT_SYMLINK_NOFOLLOW) != 0 &&
+                        errno == ENOENT;
+    if (isFree && openUnnamed(entry.folderFd()).isOpen())
+        return true;
     const Descriptor probe(::openat(entry.folderFd(), entry.nameData(),
                                     O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!probe.isOpen())
         return failed(error);
-    struct stat info;
-    if (::fstat(probe.get(), &info) == 0)
-        removeUnchanged(entry.folderFd(), entry.nameData(), Snapshot(info));
+    const bool areKnown = ::fstat(probe.get(), &made) == 0 &&
+                          ::fstatat(entry.folderFd(), entry.nameData(), &found, AT_SYMLINK_NOFOLLOW) == 0;
+    if (!areKnown || FileId(made) == FileId(found))
+        ::unlinkat(entry.folderFd(), entry.nameData(), 0);
     return true;
 }
 

@@ -22,11 +22,18 @@ bool isFolder(const QByteArray &path)
     return Place(path).status(&info) && S_ISDIR(info.st_mode);
 }
 
-/// Whether moving or copying `source` to `destination` would write into `source` itself.
+bool isMissing(const QByteArray &path)
+{
+    struct stat info;
+    return !Place(path).status(&info) && meansMissing(errno);
+}
+
+/// Whether moving or copying `source` to `destination` would write into `source` itself. True too when that
+/// cannot be found out.
 bool leadsIntoItself(const QByteArray &source, const QByteArray &destination)
 {
     struct stat info;
-    return Place(source).status(&info) && isInside(destination, FileId(info));
+    return Place(source).status(&info) ? isInside(destination, FileId(info)) : !meansMissing(errno);
 }
 
 /// Deletes what is in the folder in which `walk` stands. False, and errno set, at the first failure.
@@ -169,7 +176,7 @@ bool MoveDirectoryCopy(const QString &source, const QString &destination)
     // nothing.
     TreeWalk walk(Order::ByName);
     FolderChain target(Access::Fill);
-    if (!walk.open(Place(from), Links::Follow) || (isFolder(to) && !DeleteFolderContents(destination)) ||
+    if (!walk.open(Place(from), Links::Follow) || (!isMissing(to) && !DeleteFolderContents(destination)) ||
         !openOrMake(target, to))
         return false;
 

@@ -68,11 +68,12 @@ bool isFile(int folder, const char *name)
     return ::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISDIR(info.st_mode);
 }
 
-/// A file in `folder` that has no name, and vanishes by itself unless it is given one.
-Descriptor openUnnamed(int folder, mode_t mode)
+/// Makes the names in `folder` durable, where `file` has just been given one.
+bool syncName(int file, int folder)
 {
-    return Descriptor(
-        retrying([&] { return ::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode); }));
+    const Descriptor names = openFolder(folder, ".", Links::Refuse, Access::List);
+    // A folder that may be written to but not read cannot be synced by itself.
+    return names.isOpen() ? sync(names.get()) : ::syncfs(file) == 0;
 }
 
 /// Gives a file that was just created the permissions that the umask, or the folder's default, kept from it.
@@ -112,7 +113,8 @@ void removeKeepingErrno(int folder, const char *name, int flags)
 /// name.
 bool renameOntoPlaceholder(int fromFolder, const char *from, int toFolder, const char *to)
 {
-    if (isFile(fromFolder, from)) {
+    const bool isForFile = isFile(fromFolder, from);
+    if (isForFile) {
         const Descriptor placeholder(::openat(toFolder, to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         if (!placeholder.isOpen())
             return false;
@@ -121,11 +123,17 @@ bool renameOntoPlaceholder(int fromFolder, const char *from, int toFolder, const
     }
     if (::renameat(fromFolder, from, toFolder, to) == 0)
         return true;
-    removeKeepingErrno(toFolder, to, isFile(toFolder, to) ? 0 : AT_REMOVEDIR);
+    removeKeepingErrno(toFolder, to, isForFile ? 0 : AT_REMOVEDIR);
     return false;
 }
 
 } // namespace
+
+Descriptor openUnnamed(int folder, mode_t mode)
+{
+    return Descriptor(
+        retrying([&] { return ::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode); }));
+}
 
 bool FileCopy::copy(int fromFolder, const char *from, int toFolder, const char *to, Existing existing,
                     Known known, Snapshot *source)
@@ -153,7 +161,7 @@ bool FileCopy::copyUnnamed(int source, const struct stat &info, int toFolder, co
     if (!finish(source, info, copy.get()))
         return false;
     if (publishing(toFolder, to, existing, [&] { return link(copy.get(), toFolder, to); }))
-        return settle(std::move(copy), toFolder, to);
+        return settle(std::move(copy), toFolder, to, existing);
     m_canStayUnnamed = errno != ENOENT && !isUnsupported(errno);
     return false;
 }
@@ -170,7 +178,7 @@ bool FileCopy::copyUnderDraftName(int source, const struct stat &info, int toFol
     if (finish(source, info, copy.get()) && publishing(toFolder, to, existing, [&] {
             return renameExclusively(toFolder, draft.constData(), toFolder, to);
         }))
-        return settle(std::move(copy), toFolder, to);
+        return settle(std::move(copy), toFolder, to, existing);
     removeKeepingErrno(toFolder, draft.constData(), 0);
     return false;
 }
@@ -185,16 +193,13 @@ bool FileCopy::finish(int source, const struct stat &info, int copy)
 
 /// Makes the name of a finished copy durable too, and lets a file system that writes on closing tell its
 /// errors.
-bool FileCopy::settle(Descriptor copy, int toFolder, const char *to)
+bool FileCopy::settle(Descriptor copy, int toFolder, const char *to, Existing existing)
 {
-    if (m_durability == Durability::Durable) {
-        const Descriptor folder = openFolder(toFolder, ".", Links::Refuse, Access::List);
-        // A folder that may be written to but not read cannot be synced by itself.
-        return folder.isOpen() ? sync(folder.get()) : ::syncfs(copy.get()) == 0;
-    }
-    if (copy.close())
+    if (m_durability == Durability::Durable ? syncName(copy.get(), toFolder) : copy.close())
         return true;
-    removeKeepingErrno(toFolder, to, 0);
+    // What may have taken the place of a file is not removed: that file is gone.
+    if (existing == Existing::Keep)
+        removeKeepingErrno(toFolder, to, 0);
     return false;
 }
 
@@ -202,8 +207,17 @@ bool FileCopy::write(int source, const struct stat &info, int copy)
 {
     const bool isSmall =
         info.st_size <= off_t(kBlockSize); // also what says it is empty and is not, as in /proc
-    if (!isSmall && writeInKernel(source, info, copy))
+    if (isSmall)
+        return writeBlocks(source, info, copy);
+    if (m_canReflink && ::ioctl(copy, FICLONE, source) == 0)
         return true;
+    m_canReflink = false;
+    if (info.st_blocks * 512 < info.st_size && writeExtents(source, info, copy))
+        return true;
+    // Extents are found by moving the offset: without the way back the copy would lack its beginning.
+    if (::lseek(source, 0, SEEK_SET) != 0)
+        return false;
+    writeInKernel(source, copy);
     return writeBlocks(source, info, copy);
 }
 
@@ -223,25 +237,16 @@ bool FileCopy::link(int copy, int folder, const char *name)
     return true;
 }
 
-/// True when all is copied. False when the kernel cannot do it, or not to the end: both offsets then stand
-/// where it stopped, and writeBlocks() goes on from there and meets the error, if there is one, itself.
-bool FileCopy::writeInKernel(int source, const struct stat &info, int copy)
+/// Goes as far as the kernel can. Both offsets then stand where it stopped: writeBlocks() goes on from there
+/// and meets the end, or the error, itself.
+void FileCopy::writeInKernel(int source, int copy)
 {
-    if (m_canReflink && ::ioctl(copy, FICLONE, source) == 0)
-        return true;
-    m_canReflink = false;
-    if (info.st_blocks * 512 < info.st_size && writeExtents(source, info, copy))
-        return true;
-    if (::lseek(source, 0, SEEK_SET) != 0)
-        return false;
-
     ssize_t length;
     do {
         length = retrying([&] { return ::copy_file_range(source, nullptr, copy, nullptr, kKernelChunk, 0); });
     } while (length > 0);
     while (length < 0 && retrying([&] { return ::sendfile(copy, source, nullptr, kKernelChunk); }) > 0) {
     }
-    return false; // whether this was the end of the file is for a read to say
 }
 
 /// Copies the stretches of a sparse file that hold data, and leaves its holes holes.
@@ -321,9 +326,17 @@ bool moveExclusively(FileCopy &copier, int fromFolder, const char *from, int toF
     if (renameExclusively(fromFolder, from, toFolder, to))
         return true;
     struct stat info;
-    return errno == EXDEV && ::fstatat(fromFolder, from, &info, AT_SYMLINK_NOFOLLOW) == 0 &&
-           copier.copy(fromFolder, from, toFolder, to, Existing::Keep) &&
-           removeUnchanged(fromFolder, from, Snapshot(info));
+    if (errno != EXDEV || ::fstatat(fromFolder, from, &info, AT_SYMLINK_NOFOLLOW) != 0 ||
+        !copier.copy(fromFolder, from, toFolder, to, Existing::Keep))
+        return false;
+    if (removeUnchanged(fromFolder, from, Snapshot(info)))
+        return true;
+    // The source stays where it is, so the copy goes; but only when the source is there to be seen.
+    const int reason = errno;
+    if (::fstatat(fromFolder, from, &info, AT_SYMLINK_NOFOLLOW) == 0)
+        ::unlinkat(toFolder, to, 0);
+    errno = reason;
+    return false;
 }
 
 } // namespace TesCoreFiles

@@ -24,14 +24,15 @@ public:
     explicit FileCopy(Durability durability) : m_durability(durability) {}
 
     /// Copies `from` in the folder `fromFolder` to the plain name `to` in the open folder `toFolder`. False,
-    /// and errno set, with nothing left behind (but a complete copy when only its name could not be made
-    /// durable). Never blocks on what is not a regular file. `source` (may be null) receives what was copied.
+    /// and errno set, with nothing left behind (but a complete copy that replaced a file and whose name could
+    /// not be made durable). Never blocks on what is not a regular file. `source` (may be null) receives what
+    /// was copied.
     bool copy(int fromFolder, const char *from, int toFolder, const char *to, Existing existing,
               Known known = Known::Nothing, Snapshot *source = nullptr);
 
 private:
     bool write(int source, const struct stat &info, int copy);
-    bool writeInKernel(int source, const struct stat &info, int copy);
+    void writeInKernel(int source, int copy);
     bool writeExtents(int source, const struct stat &info, int copy);
     bool writeBlocks(int source, const struct stat &info, int copy);
     bool link(int copy, int folder, const char *name);
@@ -40,7 +41,7 @@ private:
     bool copyUnderDraftName(int source, const struct stat &info, int toFolder, const char *to,
                             Existing existing);
     bool finish(int source, const struct stat &info, int copy);
-    bool settle(Descriptor copy, int toFolder, const char *to);
+    bool settle(Descriptor copy, int toFolder, const char *to, Existing existing);
 
     const Durability m_durability;
     bool m_canReflink = true;
@@ -48,6 +49,10 @@ private:
     bool m_canLinkDescriptor = true;
     std::unique_ptr<char[]> m_block;
 };
+
+/// Makes a file in `folder` that has no name, and vanishes by itself unless it is given one. Not open, and
+/// errno set, where that failed or the file system cannot do it.
+Descriptor openUnnamed(int folder, mode_t mode = S_IRUSR | S_IWUSR);
 
 /// Waits until everything written to the file system of the open folder has reached the disk. False, and
 /// errno set, when that failed or could not be asked for.

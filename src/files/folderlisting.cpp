@@ -2,6 +2,7 @@
 
 #include "descriptor_p.h"
 #include "nativepath_p.h"
+#include "place_p.h"
 
 #include <QHash>
 
@@ -55,6 +56,7 @@ bool FolderListing::read(int fd, Order order)
 {
     m_entries.clear();
     m_names.clear();
+    m_isComplete = true;
 
     alignas(dirent64) char buffer[kReadSize];
     for (;;) {
@@ -78,14 +80,21 @@ bool FolderListing::read(int fd, Order order)
 void FolderListing::add(int fd, const char *name, unsigned char type)
 {
     struct stat info;
-    if (type == DT_UNKNOWN && ::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) == 0)
-        type = typeOf(info.st_mode);
+    if (type == DT_UNKNOWN) {
+        if (::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) == 0)
+            type = typeOf(info.st_mode);
+        else
+            m_isComplete = m_isComplete && errno == ENOENT;
+    }
 
     FolderEntry entry;
     entry.isLink = type == DT_LNK;
     if (entry.isLink) {
-        if (::fstatat(fd, name, &info, 0) != 0)
+        if (::fstatat(fd, name, &info, 0) != 0) {
+            // A target that this user may not look up is as good as missing, as it is for QDir.
+            m_isComplete = m_isComplete && (meansMissing(errno) || errno == EACCES);
             return;
+        }
         entry.kind = kindOf(info.st_mode);
     } else if (type == DT_REG || type == DT_DIR) {
         entry.kind = type == DT_REG ? EntryKind::File : EntryKind::Folder;

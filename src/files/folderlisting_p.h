@@ -35,6 +35,10 @@ public:
     /// Qt does not show follow by name.
     void sortAs(QDir::SortFlags flags, int fd);
 
+    /// Whether every entry could be looked at. One for which it could not be found out what it is, or leads
+    /// to, is left out.
+    bool isComplete() const { return m_isComplete; }
+
     std::size_t size() const { return m_entries.size(); }
     const FolderEntry &at(std::size_t index) const { return m_entries[index]; }
     const char *nameOf(const FolderEntry &entry) const { return m_names.data() + entry.name; }
@@ -45,6 +49,7 @@ private:
 
     std::vector<FolderEntry> m_entries;
     std::vector<char> m_names;
+    bool m_isComplete = true;
 };
 
 } // namespace TesCoreFiles

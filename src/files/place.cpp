@@ -35,8 +35,10 @@ Descriptor openNearestExisting(QByteArray path)
     for (;;) {
         path = withoutTrailingSlashes(path);
         const Place place(path);
+        if (!place.isReached())
+            return Descriptor();
         Descriptor folder(::openat(place.folder(), place.name(), kLookUpOnly));
-        if (folder.isOpen() || path == "/" || path == ".")
+        if (folder.isOpen() || !meansMissing(errno) || path == "/" || path == ".")
             return folder;
         path = parentPath(path);
     }
@@ -51,8 +53,10 @@ Place::Place(const QByteArray &path) : m_name(path)
         if (slash < 0)
             return;
         Descriptor next(::openat(folder(), m_name.left(slash + 1).constData(), kLookUpOnly));
-        if (!next.isOpen())
+        if (!next.isOpen()) {
+            m_error = errno;
             return;
+        }
         m_folder = std::move(next);
         auto start = slash;
         while (start < m_name.size() && m_name.at(start) == '/')
@@ -133,7 +137,7 @@ bool isInside(const QByteArray &path, const FileId &id)
         below = here;
         folder = Descriptor(::openat(folder.get(), "..", kLookUpOnly));
     }
-    return false;
+    return true;
 }
 
 } // namespace TesCoreFiles

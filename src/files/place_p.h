@@ -21,16 +21,25 @@ public:
     const char *name() const { return m_name.constData(); }
 
     /// What is there, links followed. False, and errno set, when that cannot be told.
-    bool status(struct stat *info) const { return ::fstatat(folder(), name(), info, 0) == 0; }
+    bool status(struct stat *info) const { return isReached() && ::fstatat(folder(), name(), info, 0) == 0; }
     /// What is there, a link standing for itself.
     bool ownStatus(struct stat *info) const
     {
-        return ::fstatat(folder(), name(), info, AT_SYMLINK_NOFOLLOW) == 0;
+        return isReached() && ::fstatat(folder(), name(), info, AT_SYMLINK_NOFOLLOW) == 0;
+    }
+    /// Whether the last stretch was reached. False, and errno set, when it could not be found out what is
+    /// there.
+    bool isReached() const
+    {
+        if (m_error != 0)
+            errno = m_error;
+        return m_error == 0;
     }
 
 private:
     Descriptor m_folder;
     QByteArray m_name;
+    int m_error = 0;
 };
 
 /// A path taken apart into the folder that holds its entry, open for look-up, and the entry's name (with the
@@ -89,7 +98,8 @@ struct Snapshot
     }
 };
 
-/// Whether `path`, or the nearest ancestor of it that exists, is the folder `id` or lies inside it.
+/// Whether `path`, or the nearest ancestor of it that exists, is the folder `id` or lies inside it. True too
+/// when that cannot be found out: what must not happen inside must not happen then.
 bool isInside(const QByteArray &path, const FileId &id);
 
 } // namespace TesCoreFiles

@@ -25,6 +25,7 @@ bool TreeWalk::list()
     Level &level = m_levels[m_depth];
     if (!level.listing.read(m_chain.fd(), m_order))
         return false;
+    m_isIncomplete = m_isIncomplete || !level.listing.isComplete();
     if (m_flags != (QDir::Name | QDir::IgnoreCase))
         level.listing.sortAs(m_flags, m_chain.fd());
     level.next = 0;

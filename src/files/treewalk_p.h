@@ -31,9 +31,10 @@ public:
     bool open(const Place &place, Links links);
 
     /// Goes to the next entry, or to the end of a folder that was entered. False after the last; failed()
-    /// tells whether that was the end of the tree.
+    /// tells whether that was not the end of the tree, or entries were left out because it could not be found
+    /// out what they are.
     bool next();
-    bool failed() const { return m_failed; }
+    bool failed() const { return m_failed || m_isIncomplete; }
 
     /// Whether the walk has just come back from the folder name(), having visited all of it.
     bool atFolderEnd() const { return m_atFolderEnd; }
@@ -77,6 +78,7 @@ private:
     QByteArray m_leftName;
     bool m_atFolderEnd = false;
     bool m_failed = false;
+    bool m_isIncomplete = false;
     int m_linksInside = 0;
     int m_nestedLinks = 0;
 };
