@@ -23,7 +23,7 @@ define build
 	cmake --build --preset $(1) --parallel $(JOBS) $(2)
 endef
 
-.PHONY: help example check check-sanitizers check-x86 test install format clean clean-x86
+.PHONY: help example check check-sanitizers check-x86 test lint install format clean clean-x86
 
 help: ## lists these targets
 	@sed -n 's/^\([a-z0-9-]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 26
@@ -53,6 +53,11 @@ test: ## builds and passes the tests of the chosen presets (PRESETS=)
 	    cmake --build --preset $$preset --parallel $(JOBS); \
 	    ctest --preset $$preset; \
 	done
+
+lint: ## clang-format, clang-tidy, clazy and cppcheck over all C++ files
+	tools/install-packages build check lint
+	$(call build,lint)
+	tools/lint $(JOBS)
 
 install: ## installs the release build below PREFIX (QT=)
 	tools/install-packages build $(if $(filter 6,$(QT)),qt6)

@@ -13,7 +13,7 @@ using namespace TesCoreFiles;
 
 // Large enough that the system calls do not show, small enough to stay in the processor's second cache. The
 // kernel copies fastest to whole pages.
-constexpr std::size_t blockSize = 256 * 1024;
+constexpr std::size_t blockSize = std::size_t{256} * 1024;
 constexpr std::align_val_t pageSize{4096};
 
 struct FreeBlock

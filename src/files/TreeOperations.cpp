@@ -100,7 +100,10 @@ bool enterBoth(TreeWalk &walk, FolderChain &target, Links links)
 {
     if (!target.enter(walk.name(), links))
         return false;
-    return walk.enter() || (target.leave() && false);
+    if (walk.enter())
+        return true;
+    target.leave();
+    return false;
 }
 
 /// Opens the folder `path`, which is made first, with its missing parents, where it does not exist.

@@ -16,7 +16,7 @@ namespace TesCoreFiles {
 namespace {
 
 // One read and one write: up to this size a copy in the kernel costs more calls than it saves.
-constexpr std::size_t kBlockSize = 64 * 1024;
+constexpr std::size_t kBlockSize = std::size_t{64} * 1024;
 constexpr std::size_t kKernelChunk = 1 << 30;
 constexpr mode_t kPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
 

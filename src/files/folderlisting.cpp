@@ -17,7 +17,7 @@ namespace TesCoreFiles {
 
 namespace {
 
-constexpr std::size_t kReadSize = 32 * 1024;
+constexpr std::size_t kReadSize = std::size_t{32} * 1024;
 
 char lowered(char byte)
 {

@@ -224,9 +224,12 @@ private Q_SLOTS:
             const Tree tree(words.join(QLatin1Char(' ')));
             QStringList names, files;
             const auto plain = QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot;
-            for (const QFileInfo &info : QDir().entryInfoList(plain))
+            const QDir here;
+            const QFileInfoList listed = here.entryInfoList(plain);
+            for (const QFileInfo &info : listed)
                 names.append(info.fileName());
-            for (const QFileInfo &info : QDir().entryInfoList()) {
+            const QFileInfoList all = here.entryInfoList();
+            for (const QFileInfo &info : all) {
                 if (info.isFile())
                     files.append(info.absoluteFilePath());
             }
@@ -377,7 +380,7 @@ private Q_SLOTS:
         QTest::newRow("a link into nowhere") << QStringLiteral("m") << false << false;
         QTest::newRow("a link to itself") << QStringLiteral("o") << false << false;
         QTest::newRow("an empty path") << QString() << false << false;
-        QTest::newRow("a path with a NUL") << QString(QLatin1String("a\0b", 3)) << false << false;
+        QTest::newRow("a path with a NUL") << QStringLiteral("a\0b") << false << false;
     }
 
     void accessIsToldWithoutATrace()

@@ -25,15 +25,16 @@ public:
                    QStringLiteral("/tree-XXXXXX"))
     {
         QDir::setCurrent(m_folder.path());
-        for (const QString &word : description.split(QLatin1Char(' '))) {
+        const QStringList words = description.split(QLatin1Char(' '));
+        for (const QString &word : words) {
             const std::string text = word.toStdString();
             if (const auto arrow = text.find("->"); arrow != std::string::npos)
                 std::filesystem::create_symlink(text.substr(arrow + 2), text.substr(0, arrow));
-            else if (text.size() > 0 && text.back() == '/')
+            else if (!text.empty() && text.back() == '/')
                 std::filesystem::create_directory(text);
-            else if (text.size() > 0 && text.back() == '|')
+            else if (!text.empty() && text.back() == '|')
                 ::mkfifo(text.substr(0, text.size() - 1).c_str(), 0600);
-            else if (text.size() > 0)
+            else if (!text.empty())
                 makeFile(text);
         }
     }
@@ -85,7 +86,7 @@ public:
     ~AsOrdinaryUser() { become(m_uid); }
 
 private:
-    void become(uid_t uid)
+    void become(uid_t uid) const
     {
         if (m_uid == 0 && ::setresuid(uid, uid, 0) != 0)
             qFatal("cannot change the user");
