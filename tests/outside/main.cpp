@@ -1,6 +1,8 @@
+#include <TesCore/TCoreType.h>
 #include <TesCore/TESCoreUtil.h>
 #include <TesCore/TESFileUtil.h>
 #include <TesCore/TESTempFolder.h>
+#include <TesCore/TUuid.h>
 #include <TesCore/TesCore.h>
 
 #include <QCoreApplication>
@@ -30,5 +32,7 @@ int main(int argc, char **argv)
     check(!path.isEmpty(), "TESTempFolder.h");
     check(TESCoreUtil::ConvertLineEndings(QLatin1String("a\r\n")) == QLatin1String("a\n"), "TESCoreUtil.h");
     check(TESFileUtil::calcChecksum(path).isNull(), "TESFileUtil.h");
+    check(TCoreType::toString(QSet<int>{1, 2, 4}) == QLatin1String("1-2, 4"), "TCoreType.h");
+    check(TUuid::toUuidList({TESCoreUtil::CreateUUID()}).first().version() == QUuid::Random, "TUuid.h");
     return failures;
 }
