@@ -31,8 +31,9 @@ help: ## lists these targets
 example: ## builds the library and runs its main job on real input (SOURCE=, DESTINATION=)
 	tools/install-packages build
 	$(call build,release,--target examples)
-	rm -rf build/export
-	build/release/examples/export/export $(SOURCE) $(DESTINATION)
+	rm -rf build/export # the default destination; any other is the user's, and the program refuses to replace it
+	build/release/examples/export/export "$(SOURCE)" "$(DESTINATION)"
+	cd "$(DESTINATION)" && sha1sum --quiet --check MANIFEST.sha1 && echo "sha1sum agrees with the manifest."
 
 check: ## builds and passes all tests, with Qt 5 and with Qt 6 (QT=)
 	tools/install-packages build check $(qt6_packages)

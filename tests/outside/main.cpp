@@ -28,6 +28,8 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     const TESTempFolder folder(false);
     const QString path = folder.path() + QLatin1String(".txt");
+    check(TCoreType::splitToIds(QLatin1String("1-3")).size() == 3, "TCoreType.h");
+    check(TUuid::toStringNoBraces(QUuid()).size() == 36, "TUuid.h");
     check(Tessarine::assert_ptr_what == &Tessarine::qt_atm_assert_what_impl, "TesCore.h");
     check(!path.isEmpty(), "TESTempFolder.h");
     check(TESCoreUtil::ConvertLineEndings(QLatin1String("a\r\n")) == QLatin1String("a\n"), "TESCoreUtil.h");

@@ -1,0 +1,279 @@
+// export SOURCE DESTINATION: copies a folder, gives its text files one kind of line ending, and adds a
+// manifest that `sha1sum --check` understands. All work is done in a temporary folder; SOURCE is only read,
+// and DESTINATION appears when everything is ready.
+
+#include <TesCore/TESCoreUtil.h>
+#include <TesCore/TESTempFolder.h>
+#include <TesCore/TesCore.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QTextStream>
+#include <QThreadPool>
+
+namespace {
+
+const char usage[] = "Usage: export [--manifest=NAME] [--rows=N] [--replace] SOURCE DESTINATION\n"
+                     "  --manifest=NAME  the manifest's file name (MANIFEST.sha1)\n"
+                     "  --rows=N         how many files to list (20)\n"
+                     "  --replace        DESTINATION may exist and hold something; it is replaced\n";
+
+struct Options
+{
+    QString source;
+    QString destination;
+    QString manifest;
+    int rows = 0;
+    bool replace = false;
+};
+
+/// One line of the manifest and of the table.
+struct ExportedFile
+{
+    QString name;
+    qint64 size = 0;
+    QByteArray digest;
+    bool normalised = false;
+};
+
+QTextStream &out()
+{
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+/// Each step returns what went wrong; nothing means that it succeeded.
+using Problem = QString;
+
+bool isSameOrInside(const QString &path, const QString &folder)
+{
+    return path == folder ||
+           path.startsWith(folder.endsWith(QLatin1Char('/')) ? folder : folder + QLatin1Char('/'));
+}
+
+/// The path without links and "..", also when its last parts do not exist yet.
+QString resolved(const QString &path)
+{
+    const QFileInfo info(QDir::cleanPath(QFileInfo(path).absoluteFilePath()));
+    if (info.exists() || info.isRoot())
+        return info.canonicalFilePath();
+    return QDir(resolved(info.path())).filePath(info.fileName());
+}
+
+bool isEmptyFolder(const QString &path)
+{
+    return QDir(path).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+}
+
+Problem readOptions(Options *options)
+{
+    QStringList paths;
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    for (const QString &argument : arguments) {
+        if (!argument.startsWith(QLatin1Char('-')))
+            paths.append(argument);
+        else if (argument != QLatin1String("--replace") &&
+                 !argument.startsWith(QLatin1String("--manifest=")) &&
+                 !argument.startsWith(QLatin1String("--rows=")))
+            return QStringLiteral("unknown option %1").arg(argument);
+    }
+    if (paths.size() != 2 || paths.contains(QString()))
+        return QStringLiteral("a source and a destination are needed");
+    options->source = paths.first();
+    options->destination = paths.last();
+    options->manifest =
+        TESCoreApp::appArgValue(QStringLiteral("--manifest"), QStringLiteral("MANIFEST.sha1"));
+    options->rows = TESCoreApp::appArgInt(QStringLiteral("--rows"), 20);
+    options->replace = TESCoreApp::appArgContains(QStringLiteral("--replace"));
+    return Problem();
+}
+
+/// Refuses what could lose something before anything is done.
+Problem check(const Options &options)
+{
+    if (!QFileInfo(options.source).isDir() || !TESCoreUtil::IsReadable(options.source))
+        return QStringLiteral("%1 is not a folder that can be read").arg(options.source);
+    if (options.manifest.contains(QLatin1Char('/')) || options.manifest.startsWith(QLatin1Char('.')))
+        return QStringLiteral("%1 cannot name the manifest").arg(options.manifest);
+    if (QFileInfo::exists(QDir(options.source).filePath(options.manifest)))
+        return QStringLiteral("%1 already holds %2; choose another --manifest")
+            .arg(options.source, options.manifest);
+
+    const QString source = resolved(options.source);
+    const QString destination = resolved(options.destination);
+    if (isSameOrInside(source, destination) || isSameOrInside(destination, source))
+        return QStringLiteral("%1 and %2 hold one another").arg(options.source, options.destination);
+    const QFileInfo there(options.destination);
+    if (there.isSymLink() || (there.exists() && !there.isDir()))
+        return QStringLiteral("%1 is not a folder").arg(options.destination);
+    if (there.exists() && !isEmptyFolder(options.destination) && !options.replace)
+        return QStringLiteral("%1 is not empty; --replace replaces it").arg(options.destination);
+    return Problem();
+}
+
+bool isMarkedUtf8(const QByteArray &bytes)
+{
+    return bytes.startsWith("\xef\xbb\xbf");
+}
+
+/// The codec of a text file that is to be normalised; null for any other file.
+const char *textCodec(const QByteArray &bytes)
+{
+    if (bytes.startsWith("\xff\xfe") && !bytes.startsWith(QByteArray("\xff\xfe\0\0", 4)))
+        return "UTF-16LE";
+    if (bytes.startsWith("\xfe\xff"))
+        return "UTF-16BE";
+    const QByteArray text = isMarkedUtf8(bytes) ? bytes.mid(3) : bytes;
+    return !text.contains('\0') && QString::fromUtf8(text).toUtf8() == text ? "UTF-8" : nullptr;
+}
+
+/// Makes every line of the file end in a line feed. A byte-order mark stays.
+Problem normalise(const QString &path, bool *changed)
+{
+    QString error;
+    const QByteArray bytes = TESCoreUtil::ReadBinaryFile(path, &error);
+    if (bytes.isNull())
+        return error;
+    const char *codec = textCodec(bytes);
+    if (codec == nullptr)
+        return Problem();
+    const QString text = TESCoreUtil::ReadUnicodeTextFile(path, &error, codec);
+    const QString normalised = TESCoreUtil::ConvertLineEndings(text);
+    *changed = normalised != text;
+    if (!*changed)
+        return Problem();
+
+    const bool marked = qstrcmp(codec, "UTF-8") != 0 || isMarkedUtf8(bytes);
+    const QString stored = marked ? QChar(QChar::ByteOrderMark) + normalised : normalised;
+    // Without what this user may do: root may do more than the file says.
+    constexpr auto ofThisUser = QFile::ReadUser | QFile::WriteUser | QFile::ExeUser;
+    const QFile::Permissions permissions = QFile::permissions(path) & ~ofThisUser;
+    QFile::setPermissions(path, permissions | QFile::WriteOwner);
+    if (!TESCoreUtil::WriteUnicodeTextFile(stored, path, &error, codec))
+        return error;
+    QFile::setPermissions(path, permissions);
+    // Only the opening is reported, so the content is looked at.
+    return TESCoreUtil::ReadUnicodeTextFile(path, &error, codec) == normalised
+               ? Problem()
+               : QStringLiteral("the text could not be written");
+}
+
+Problem normaliseAll(const QString &folder, QVector<ExportedFile> *files)
+{
+    const QStringList paths = TESCoreUtil::RecursiveGetFiles(folder);
+    for (const QString &path : paths) {
+        ExportedFile file;
+        file.name = QDir(folder).relativeFilePath(path);
+        const Problem problem = normalise(path, &file.normalised);
+        if (!problem.isNull())
+            return file.name + QStringLiteral(": ") + problem;
+        file.size = QFileInfo(path).size();
+        file.digest = TESCoreUtil::calcHashSum(path).toHex();
+        if (file.digest.isEmpty())
+            return file.name + QStringLiteral(": cannot be read");
+        files->append(file);
+    }
+    return Problem();
+}
+
+Problem writeManifest(const QString &path, const QVector<ExportedFile> &files)
+{
+    QByteArray manifest;
+    for (const ExportedFile &file : files) {
+        QByteArray name = QFile::encodeName(file.name);
+        const bool escaped = name.contains('\\') || name.contains('\n');
+        name.replace('\\', "\\\\").replace('\n', "\\n");
+        manifest += (escaped ? "\\" : "") + file.digest + "  " + name + '\n';
+    }
+    QString error;
+    return TESCoreUtil::WriteBinaryFile(manifest, path, &error) ? Problem() : error;
+}
+
+/// Moves the finished folder to its place. What it replaces goes last, and comes back if the move fails.
+Problem deliver(const QString &folder, const QString &destination)
+{
+    const QString path = QDir::cleanPath(destination);
+    const bool replaces = QFileInfo::exists(path) && !isEmptyFolder(path);
+    const QString former = replaces ? TESCoreUtil::GetUniqueFileName(path) : path;
+    if (replaces && !TESCoreUtil::RenameFile(path, former))
+        return QStringLiteral("%1 cannot be replaced").arg(destination);
+    if (!TESCoreUtil::MoveDirectory(folder, path)) {
+        TESCoreUtil::DeleteFolderAndFiles(path);
+        if (replaces && !TESCoreUtil::RenameFile(former, path))
+            return QStringLiteral("%1 cannot be written; what it held is in %2").arg(destination, former);
+        return QStringLiteral("%1 cannot be written").arg(destination);
+    }
+    if (replaces && !TESCoreUtil::DeleteFolderAndFiles(former))
+        return QStringLiteral("part of what was replaced is still in %1").arg(former);
+    return Problem();
+}
+
+void show(const Options &options, const QVector<ExportedFile> &files)
+{
+    int width = 4;
+    int normalised = 0;
+    qint64 bytes = 0;
+    for (const ExportedFile &file : files) {
+        width = qMax(width, int(file.name.size()));
+        normalised += file.normalised ? 1 : 0;
+        bytes += file.size;
+    }
+    const auto line = [width](const QString &name, const QString &size, const QString &endings,
+                              const QString &digest) {
+        out() << name.leftJustified(width) << size.rightJustified(12) << QStringLiteral("  ")
+              << endings.leftJustified(12) << digest << '\n';
+    };
+    line(QStringLiteral("File"), QStringLiteral("Bytes"), QStringLiteral("Line ends"),
+         QStringLiteral("SHA-1"));
+    for (const ExportedFile &file : files.mid(0, qMax(0, options.rows)))
+        line(file.name, QString::number(file.size),
+             file.normalised ? QStringLiteral("normalised") : QStringLiteral("kept"),
+             QString::fromLatin1(file.digest));
+    if (files.size() > options.rows)
+        out() << "... and " << files.size() - qMax(0, options.rows) << " more\n";
+    out() << '\n'
+          << files.size() << " files, " << bytes << " bytes, " << normalised << " normalised\n"
+          << "In " << QFileInfo(options.destination).absoluteFilePath() << ", with " << options.manifest
+          << '\n';
+}
+
+Problem run(const Options &options)
+{
+    Problem problem = check(options);
+    if (!problem.isNull())
+        return problem;
+    const TESTempFolder scratch(true, true);
+    if (!QFileInfo(scratch.path()).isDir())
+        return QStringLiteral("%1 cannot be created").arg(scratch.path());
+    if (!TESCoreUtil::CopyDirectory(QDir(options.source), QDir(scratch.path())))
+        return QStringLiteral("%1 cannot be copied to %2").arg(options.source, scratch.path());
+    QVector<ExportedFile> files;
+    problem = normaliseAll(scratch.path(), &files);
+    if (problem.isNull())
+        problem = writeManifest(QDir(scratch.path()).filePath(options.manifest), files);
+    if (problem.isNull())
+        problem = deliver(scratch.path(), options.destination);
+    if (problem.isNull())
+        show(options, files);
+    return problem;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("export"));
+    Options options;
+    Problem problem = readOptions(&options);
+    const bool understood = problem.isNull();
+    if (understood)
+        problem = run(options);
+    // The temporary folder deletes itself in the background; a process that ends at once has to wait for it.
+    QThreadPool::globalInstance()->waitForDone();
+    if (problem.isNull())
+        return 0;
+    QTextStream(stderr) << "export: " << problem << '\n' << (understood ? "" : usage);
+    return understood ? 1 : 2;
+}
