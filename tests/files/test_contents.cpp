@@ -77,8 +77,7 @@ private Q_SLOTS:
                 QCOMPARE(TESFileUtil::calcChecksum(file, algorithm),
                          QCryptographicHash::hash(bytes, algorithm));
         }
-        constexpr int unknown = QT_VERSION_MAJOR < 6 ? 15 : 31;
-        QVERIFY(TESFileUtil::calcChecksum(file, QCryptographicHash::Algorithm(unknown)).isNull());
+        QVERIFY(TESFileUtil::calcChecksum(file, QCryptographicHash::Algorithm(31)).isNull());
 
         QVERIFY(!TESFileUtil::setLastModifiedDateTime(file, QDateTime(), QDateTime::currentDateTime()));
 
@@ -122,7 +121,7 @@ private Q_SLOTS:
         QCOMPARE(::truncate("file", Q_INT64_C(1) << 43), 0);
         QString error;
         QVERIFY(ReadBinaryFile(file, &error).isNull() && ReadUnicodeTextFile(file).isNull());
-        QCOMPARE(error, qt_error_string(QT_VERSION_MAJOR < 6 ? EFBIG : ENOMEM));
+        QCOMPARE(error, qt_error_string(sizeof(QByteArray().size()) < 8 ? EFBIG : ENOMEM));
     }
 
     void bytesComeBackAsWritten()
