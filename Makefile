@@ -23,7 +23,7 @@ define build
 	cmake --build --preset $(1) --parallel $(JOBS) $(2)
 endef
 
-.PHONY: help example check check-sanitizers check-x86 test lint install format clean clean-x86
+.PHONY: help example check check-sanitizers check-x86 test lint translations install format clean clean-x86
 
 help: ## lists these targets
 	@sed -n 's/^\([a-z0-9-]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 26
@@ -36,16 +36,16 @@ example: ## builds the library and runs its main job on real input (SOURCE=, DES
 	cd "$(DESTINATION)" && sha1sum --quiet --check MANIFEST.sha1 && echo "sha1sum agrees with the manifest."
 
 check: ## builds and passes all tests, with Qt 5 and with Qt 6 (QT=)
-	tools/install-packages build check $(qt6_packages)
+	tools/install-packages build check translations $(qt6_packages)
 	$(MAKE) test PRESETS="$(call qt_presets,dev,qt6)"
 
 check-sanitizers: ## the tests under ASan, UBSan and TSan (QT=)
-	tools/install-packages build check $(qt6_packages)
+	tools/install-packages build check translations $(qt6_packages)
 	$(MAKE) test PRESETS="$(call qt_presets,asan ubsan tsan,qt6-asan)"
 
 check-x86: ## the tests as a 32-bit x86 program, in a root made for it in build/x86-root (QT=)
 	tools/install-packages x86
-	tools/in-x86-root tools/install-packages build $(qt6_packages)
+	tools/in-x86-root tools/install-packages build translations $(qt6_packages)
 	tools/in-x86-root make test PRESETS="$(call qt_presets,release,qt6-release)" JOBS=$(JOBS)
 
 test: ## builds and passes the tests of the chosen presets (PRESETS=)
@@ -56,9 +56,14 @@ test: ## builds and passes the tests of the chosen presets (PRESETS=)
 	done
 
 lint: ## clang-format, clang-tidy, clazy and cppcheck over all C++ files
-	tools/install-packages build check lint
+	tools/install-packages build check translations lint
 	$(call build,lint)
 	tools/lint $(JOBS)
+
+translations: ## writes the template for translators, build/tescore.ts
+	tools/install-packages build translations
+	$(call build,release,--target translations)
+	cp build/release/translations/tescore.ts build/tescore.ts
 
 install: ## installs the release build below PREFIX (QT=)
 	tools/install-packages build $(if $(filter 6,$(QT)),qt6)

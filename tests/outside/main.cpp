@@ -1,6 +1,7 @@
 #include <TesCore/TCoreType.h>
 #include <TesCore/TESCoreUtil.h>
 #include <TesCore/TESFileUtil.h>
+#include <TesCore/TESLocale.h>
 #include <TesCore/TESProcess.h>
 #include <TesCore/TESTempFolder.h>
 #include <TesCore/TUuid.h>
@@ -37,6 +38,7 @@ int main(int argc, char **argv)
     check(TESFileUtil::calcChecksum(path).isNull(), "TESFileUtil.h");
     check(TCoreType::toString(QSet<int>{1, 2, 4}) == QLatin1String("1-2, 4"), "TCoreType.h");
     check(TUuid::toUuidList({TESCoreUtil::CreateUUID()}).first().version() == QUuid::Random, "TUuid.h");
+    check(TESLocale::trCountryToString(QLocale::Cuba) == QLatin1String("Cuba"), "TESLocale.h");
     check(TESProcess::executeProcess(QLatin1String("true")).exitCode == 0, "TESProcess.h");
     return failures;
 }
