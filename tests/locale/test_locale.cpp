@@ -1,12 +1,99 @@
 #include <TesCore/TESLocale.h>
+#include <TesCore/TTranslator.h>
+
+#include <support/tree.h>
 
 #include <QtTest>
+
+namespace {
+
+/// What this program does as its own child, installed in a folder "bin": tells the language that was chosen,
+/// the catalogues that were found for the names behind "--", and a country's name in them.
+int tellChoice()
+{
+    QCoreApplication::setOrganizationName(QStringLiteral("Org"));
+    QDir::setSearchPaths(QStringLiteral("images"), {QDir::currentPath()});
+    const QStringList names = QCoreApplication::arguments();
+    QStringList told{TTranslator::defaultLanguage("Options/General/GuiLanguage")};
+    for (const QTranslator *translator :
+         TTranslator::install(names.mid(names.indexOf(QLatin1String("--")) + 1)))
+        told.append(QFileInfo(translator->filePath()).fileName());
+    told.append(TESLocale::trCountryToString(QLocale::Cuba));
+    return fputs(qPrintable(told.join(QLatin1Char(' '))), stdout) < 0;
+}
+
+/// The translators' template with "Cuba" filled in and `context` in place of its context, compiled.
+int compileCatalogue(const char *context, const char *name)
+{
+    const QString line = QStringLiteral("sed '/Cuba</{n;s,translation .*,translation>Kuba</translation>,};"
+                                        "s/TESLocale/%1/' " TRANSLATION_TEMPLATE " >filled.ts && " LRELEASE
+                                        " -silent filled.ts -qm %2");
+    return std::system(qPrintable(line.arg(QLatin1String(context), QLatin1String(name))));
+}
+
+} // namespace
 
 class TestLocale : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
+    void languageAndCataloguesAreChosen_data()
+    {
+        QTest::addColumn<QByteArray>("row"); // arguments | setting | system | files | told
+        const auto row = [](const char *name, const QByteArray &cells) { QTest::newRow(name) << cells; };
+        row("the option wins", "--lang=FR -- | de | C | app_fr.qm app_de.qm qt | fr qt app_fr.qm Kuba");
+        row("then the setting",
+            "-- | zh_cn | C | qt app_zh_cn.qm app_zh_cn.qm.qm | zh_cn qt app_zh_cn.qm.qm Kuba");
+        row("a list in the settings is no choice", "-- | de,fr | fr_FR | qt qt.qm qt_fr | fr_fr qt_fr Kuba");
+        row("no preview by the system", "-- | | el_CY | qt_el.qm | en_us Cuba");
+        row("an invalid file ends the search", "--lang=de -- | | C | translations/qt_de.qm=no qt | de Cuba");
+        row("another context does not count", "--lang=de -- | | C | translations/qt->../other | de qt Cuba");
+        row("names keep their places", "--lang=de -- a%2 qt | | C | qt app a%2 | de app a%2 qt Kuba");
+        row("no way out", "--lang=/../../cuba_x -- | | C | translations/qt_/ qt | /../../cuba_x qt Kuba");
+        row("nor by a name", "-- images:cuba ../cuba | de | C | images:cuba | de images:cuba Kuba");
+        const QByteArray line(100000, '_');
+        row("a long option takes no time", "--lang=" + line + " -- | | C | qt.qm | " + line + " qt.qm Kuba");
+    }
+
+    void languageAndCataloguesAreChosen()
+    {
+        QFETCH(QByteArray, row);
+        const auto cell = [&](int i) { return QString::fromLatin1(row.split('|').value(i).trimmed()); };
+        QString words = QStringLiteral("bin/ translations/ Org/ Org/app.x.conf=[Options]\nGeneral\\Gui");
+        words += QStringLiteral("Language=") + cell(1);
+        for (const QString &file : cell(3).split(QLatin1Char(' ')))
+            words += QLatin1String(file.contains(QLatin1Char('/')) ? " %1" : " translations/%1->../cuba")
+                         .arg(file);
+        const Tree tree(words);
+        QVERIFY(compileCatalogue("TESLocale", "cuba") == 0 && compileCatalogue("Other", "other") == 0);
+        QVERIFY(QFile::copy(QCoreApplication::applicationFilePath(), QStringLiteral("bin/app.x")));
+
+        QProcess app;
+        const QString line = QStringLiteral("XDG_CONFIG_HOME=%1 LC_ALL=%2 bin/app.x --child %3");
+        app.start(QStringLiteral("env"), line.arg(tree.path(), cell(2), cell(0)).split(QLatin1Char(' ')));
+        QVERIFY(app.waitForFinished(3000));
+        QCOMPARE(QString::fromLatin1(app.readAllStandardOutput()), cell(4));
+    }
+
+    void languagesAreOffered()
+    {
+        const QMap<QString, QString> languages = TTranslator::tessarineGuiLanguages();
+        const QString codes = QStringList(languages.values()).join(QLatin1Char(' '));
+        QCOMPARE(codes, QLatin1String(
+                            "bg ca da nl en fr de el it ja ko pt ru scifi sl es_mx es_es  tr zh_cn zh_tw"));
+        QCOMPARE(languages.lastKey(), QString::fromUtf8("\u7e41\u9ad4\u4e2d\u6587 (\u53f0\u7063)"));
+        QVERIFY(languages.value(QStringLiteral("System Language"), QStringLiteral("missing")).isNull());
+        QCOMPARE(TTranslator::plinketGuiLanguages().size(), 2);
+
+        QList<QLocale> previews;
+        for (int language = 0; language <= QLocale::LastLanguage; ++language)
+            if (const QLocale locale{QLocale::Language(language)}; TTranslator::isPreviewLocale(locale))
+                previews.append(locale);
+        QCOMPARE(TTranslator::toString(previews),
+                 QLatin1String("Danish, Dutch, Greek, Japanese, Russian, Slovenian"));
+    }
+
     void countriesKeepTheirTexts()
     {
         const auto countries = QMetaEnum::fromType<QLocale::Country>();
@@ -26,5 +113,13 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestLocale)
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    if (argc > 1 && qstrcmp(argv[1], "--child") == 0)
+        return tellChoice();
+    TestLocale test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "test_locale.moc"

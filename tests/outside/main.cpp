@@ -5,6 +5,7 @@
 #include <TesCore/TESProcess.h>
 #include <TesCore/TESTempFolder.h>
 #include <TesCore/TUuid.h>
+#include <TesCore/TTranslator.h>
 #include <TesCore/TesCore.h>
 
 #include <QCoreApplication>
@@ -39,6 +40,7 @@ int main(int argc, char **argv)
     check(TCoreType::toString(QSet<int>{1, 2, 4}) == QLatin1String("1-2, 4"), "TCoreType.h");
     check(TUuid::toUuidList({TESCoreUtil::CreateUUID()}).first().version() == QUuid::Random, "TUuid.h");
     check(TESLocale::trCountryToString(QLocale::Cuba) == QLatin1String("Cuba"), "TESLocale.h");
+    check(TTranslator::plinketGuiLanguages().size() == 2, "TTranslator.h");
     check(TESProcess::executeProcess(QLatin1String("true")).exitCode == 0, "TESProcess.h");
     return failures;
 }
