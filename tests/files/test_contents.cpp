@@ -77,7 +77,8 @@ private Q_SLOTS:
                 QCOMPARE(TESFileUtil::calcChecksum(file, algorithm),
                          QCryptographicHash::hash(bytes, algorithm));
         }
-        QVERIFY(TESFileUtil::calcChecksum(file, QCryptographicHash::Algorithm(31)).isNull());
+        constexpr int unknown = QT_VERSION_MAJOR < 6 ? 15 : 31; // the largest number that the type can hold
+        QVERIFY(TESFileUtil::calcChecksum(file, QCryptographicHash::Algorithm(unknown)).isNull());
 
         QVERIFY(!TESFileUtil::setLastModifiedDateTime(file, QDateTime(), QDateTime::currentDateTime()));
 
