@@ -2,7 +2,7 @@
 #define TESCORE_TESCOREUTIL_H
 
 /// \file TESCoreUtil.h
-/// Files, folders, temporary paths and UUID text.
+/// Files, folders, temporary paths, UUID text, and small operations on text.
 ///
 /// \code
 /// QString error;
@@ -22,9 +22,12 @@
 #include <TesCore/TesCoreGlobal.h>
 
 #include <QByteArray>
+#include <QDate>
 #include <QDir>
 #include <QFileInfo>
 #include <QList>
+#include <QPair>
+#include <QRegExp>
 #include <QString>
 #include <QStringList>
 
@@ -223,6 +226,105 @@ TESCORE_EXPORT int getFileAndDirCount(const QString &path);
 
 /// `QFileInfo::fileName()` of each record, in the same order. Reentrant; keeps no state.
 TESCORE_EXPORT QStringList fileNames(const QList<QFileInfo> &infos);
+
+/// \}
+/// \name Text
+/// All of these may be called from any thread.
+/// \{
+
+/// Whether `text` holds both lower-case letters (Unicode category Ll) and other characters: "aB", "a1" and
+/// "two words" do, "ab", "AB" and "A1" do not. Reentrant; keeps no state.
+TESCORE_EXPORT bool IsMixedCase(const QString &text);
+
+/// The characters of `text` from `start` up to, not including, `end`. Any two numbers will do:
+///
+///     1, 3   of abcdef => bc
+///     4, 10  of abcdef => ef
+///     2, 1   of abcdef => cdef     an end before the start: all that follows
+///     -2, 3  of abcdef => abc
+///     10, 12 of abcdef => (null)
+///
+/// Reentrant; keeps no state.
+TESCORE_EXPORT QString Substring(int start, int end, const QString &text);
+
+/// `text` with the first occurrence of `before`, case-sensitive, replaced by `after`. An empty `before`
+/// occurs at the start. Without an occurrence `text` is returned as it is. Reentrant; keeps no state.
+TESCORE_EXPORT QString ReplaceFirst(const QString &before, const QString &after, const QString &text);
+
+/// Removes from `text` every span from an `opening` mark through the next `closing` mark, both
+/// case-sensitive, looking from the start again after each removal: marks that form only when what stood
+/// between their parts is gone count too. A closing mark is looked for from the second character of the
+/// opening mark on. True when something was removed; false, with `text` as it was, otherwise, also when
+/// `text` is null or a mark is empty.
+///
+///     "<", ">"      a<b>c<d>e => ace
+///     "<", ">"      <<a>b>    => b>
+///     "'", "'"      x'y'z     => xz
+///     "<!--", "-->" a<!-->b   => ab    the marks may overlap
+///     "ab", "x"     aabxbcx   => (empty)
+///
+/// Takes time linear in the text, however the spans nest or the marks repeat themselves. Reentrant; keeps no
+/// state.
+TESCORE_EXPORT bool Remove(QString *text, const QString &opening, const QString &closing);
+
+/// The UTF-8 bytes of `path`, each as "%" and two upper-case hexadecimal digits (RFC 3986, section 2.1) but
+/// for ASCII letters and digits and the characters "-._~/#". Reentrant; keeps no state.
+TESCORE_EXPORT QString URLEncodePath(const QString &path);
+
+/// `path` with every "%" and two hexadecimal digits replaced by the byte that they name, the bytes read as
+/// UTF-8. What is neither is taken as QUrl::fromPercentEncoding() takes it. Reentrant; keeps no state.
+TESCORE_EXPORT QString URLDecodePath(const QString &path);
+
+/// `value` rounded to one decimal, halves away from zero, as QString::number() writes it: the float next to
+/// that decimal. Infinities and NaN are returned as they are. Reentrant; keeps no state.
+TESCORE_EXPORT float RoundToOneDecimal(float value);
+
+/// The date in the compiler's form, such as "Nov 5 2013": the English abbreviation of the month, day and
+/// four-digit year with one blank between. Any other text, such as a `__DATE__` that pads its day with a
+/// second blank, gives an invalid date. Reentrant; keeps no state.
+TESCORE_EXPORT QDate convertCompileStringDate(const QString &date);
+
+/// A pattern that finds e-mail addresses whose domain ends in a dot and two to four ASCII letters. The copy
+/// is the caller's own. Builds a cache on first use; safe from any thread.
+TESCORE_EXPORT QRegExp emailPattern();
+
+/// A pattern that finds web addresses, from a scheme of three to nine ASCII letters to a host that ends in a
+/// dot and two to four ASCII letters. Builds a cache on first use; safe from any thread.
+TESCORE_EXPORT QRegExp webUrlPattern();
+
+/// As webUrlPattern(), for addresses that begin with "www." instead of a scheme. Builds a cache on first use;
+/// safe from any thread.
+TESCORE_EXPORT QRegExp wwwPattern();
+
+/// Whether `text` holds a character outside 7-bit ASCII. Reentrant; keeps no state.
+TESCORE_EXPORT bool isUnicode(const QString &text);
+
+/// The value of the environment variable `name`, read up to its first "=", in the locale's encoding; of
+/// several with that name the first in the environment. An empty string for an empty value, a null string for
+/// a variable that is not set. Keeps no state; as with every reader of the environment, no other thread may
+/// change it meanwhile.
+TESCORE_EXPORT QString GetEnvironmentVar(const QString &name);
+
+/// `list` sorted by QString::toLower(), by code units and not by the rules of a locale. Of strings that are
+/// the same in lower case only the last of the list is kept.
+///
+///     b, A, a, C => a, b, C
+///
+/// Reentrant; keeps no state.
+TESCORE_EXPORT QStringList SortCaseInsensitive(const QStringList &list);
+
+/// The character reduced to two characters of ASCII: the base letter and a mark for the accent, or a mnemonic
+/// of a symbol. A 7-bit character gives itself twice; what has no such form gives two zero bytes.
+///
+///     U+00E9 e with acute => e '
+///     U+00C7 C with cedilla => C ,
+///     U+00A9 copyright => c o
+///     A => A A
+///     U+00A0 no-break space => 0xA0 0xA0     the only result that is not ASCII
+///     U+00FF y with diaeresis => 0 0         as everything beyond
+///
+/// Reentrant; keeps no state.
+TESCORE_EXPORT QPair<char, char> decomposeUnicodeChar(const QChar &c);
 
 /// \}
 

@@ -4,6 +4,8 @@
 /// \file qtcompat_p.h
 /// Every place where Qt 5 and Qt 6 differ in what the library promises.
 
+#include <QDate>
+#include <QLocale>
 #include <QString>
 #include <QStringView>
 
@@ -21,6 +23,13 @@ inline int toInt(QStringView text, bool *ok)
 #else
     return text.toInt(ok);
 #endif
+}
+
+/// The date that `text` is in the C locale. Qt 5 (seen in 5.15) takes a sign in front of a number, which is
+/// no date to Qt 6.
+inline QDate toDate(const QString &text, const QString &format)
+{
+    return text.contains(QLatin1Char('+')) ? QDate() : QLocale::c().toDate(text, format);
 }
 
 } // namespace TesCoreCompat
