@@ -23,7 +23,7 @@ define build
 	cmake --build --preset $(1) --parallel $(JOBS) $(2)
 endef
 
-.PHONY: help example check check-sanitizers check-x86 test lint translations install format clean clean-x86
+.PHONY: help example check check-sanitizers check-x86 test fuzz lint translations install format clean clean-x86
 
 help: ## lists these targets
 	@sed -n 's/^\([a-z0-9-]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 26
@@ -31,9 +31,10 @@ help: ## lists these targets
 example: ## builds the library and runs its main job on real input (SOURCE=, DESTINATION=)
 	tools/install-packages build
 	$(call build,release,--target examples)
-	rm -rf build/export # the default destination; any other is the user's, and the program refuses to replace it
-	build/release/examples/export/export "$(SOURCE)" "$(DESTINATION)"
+	rm -rf build/export build/export.tar # the default destination; any other is the user's, and the program refuses to replace it
+	build/release/examples/export/export --straighten-quotes --archive "$(SOURCE)" "$(DESTINATION)"
 	cd "$(DESTINATION)" && sha1sum --quiet --check MANIFEST.sha1 && echo "sha1sum agrees with the manifest."
+	build/release/examples/tour/tour
 
 check: ## builds and passes all tests, with Qt 5 and with Qt 6 (QT=)
 	tools/install-packages build check translations $(qt6_packages)
@@ -54,6 +55,11 @@ test: ## builds and passes the tests of the chosen presets (PRESETS=)
 	    cmake --build --preset $$preset --parallel $(JOBS); \
 	    ctest --preset $$preset; \
 	done
+
+fuzz: ## runs every fuzz target for SECONDS (60) each
+	tools/install-packages build check translations
+	$(call build,fuzz)
+	tools/run-fuzz build/fuzz $(or $(SECONDS),60)
 
 lint: ## clang-format, clang-tidy, clazy and cppcheck over all C++ files
 	tools/install-packages build check translations lint

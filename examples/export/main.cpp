@@ -1,23 +1,38 @@
 // export SOURCE DESTINATION: copies a folder, gives its text files one kind of line ending, and adds a
-// manifest that `sha1sum --check` understands. All work is done in a temporary folder; SOURCE is only read,
+// manifest that `sha1sum --check` understands; on request it straightens their quotation marks and packs the
+// result with tar. All work is done in a temporary folder; SOURCE is only read,
 // and DESTINATION appears when everything is ready.
 
 #include <TesCore/TESCoreUtil.h>
+#include <TesCore/TESProcess.h>
+#include <TesCore/TESQuote.h>
 #include <TesCore/TESTempFolder.h>
+#include <TesCore/TTranslator.h>
 #include <TesCore/TesCore.h>
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QLocale>
 #include <QTextStream>
 #include <QThreadPool>
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
-const char usage[] = "Usage: export [--manifest=NAME] [--rows=N] [--replace] SOURCE DESTINATION\n"
+const char usage[] = "Usage: export [OPTIONS] SOURCE DESTINATION\n"
                      "  --manifest=NAME  the manifest's file name (MANIFEST.sha1)\n"
                      "  --rows=N         how many files to list (20)\n"
-                     "  --replace        DESTINATION may exist and hold something; it is replaced\n";
+                     "  --replace        DESTINATION may exist and hold something; it is replaced\n"
+                     "  --straighten-quotes  typographic quotation marks become plain ones\n"
+                     "  --locale=NAME    the language whose marks these are, such as de_DE (the system's)\n"
+                     "  --archive        also packs the result into DESTINATION.tar\n"
+                     "  --archive-seconds=N  how long that may take (60)\n";
+
+const char *const switches[] = {"--replace", "--straighten-quotes", "--archive"};
+const char *const values[] = {"--manifest=", "--rows=", "--locale=", "--archive-seconds="};
 
 struct Options
 {
@@ -26,6 +41,10 @@ struct Options
     QString manifest;
     int rows = 0;
     bool replace = false;
+    bool straighten = false;
+    QLocale locale;
+    bool archive = false;
+    int archiveSeconds = 0;
 };
 
 /// One line of the manifest and of the table.
@@ -35,6 +54,7 @@ struct ExportedFile
     qint64 size = 0;
     QByteArray digest;
     bool normalised = false;
+    bool straightened = false;
 };
 
 QTextStream &out()
@@ -55,15 +75,24 @@ bool isSameOrInside(const QString &path, const QString &folder)
 /// The path without links and "..", also when its last parts do not exist yet.
 QString resolved(const QString &path)
 {
-    const QFileInfo info(QDir::cleanPath(QFileInfo(path).absoluteFilePath()));
-    if (info.exists() || info.isRoot())
-        return info.canonicalFilePath();
-    return QDir(resolved(info.path())).filePath(info.fileName());
+    QFileInfo info(QDir::cleanPath(QFileInfo(path).absoluteFilePath()));
+    QString missing;
+    for (; !info.exists() && !info.isRoot(); info.setFile(info.path()))
+        missing.prepend(QLatin1Char('/') + info.fileName());
+    return QDir::cleanPath(info.canonicalFilePath() + missing);
 }
 
 bool isEmptyFolder(const QString &path)
 {
     return QDir(path).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+}
+
+bool isOption(const QString &argument)
+{
+    const auto isSwitch = [&](const char *name) { return argument == QLatin1String(name); };
+    const auto isValue = [&](const char *name) { return argument.startsWith(QLatin1String(name)); };
+    return std::any_of(std::begin(switches), std::end(switches), isSwitch) ||
+           std::any_of(std::begin(values), std::end(values), isValue);
 }
 
 Problem readOptions(Options *options)
@@ -73,9 +102,7 @@ Problem readOptions(Options *options)
     for (const QString &argument : arguments) {
         if (!argument.startsWith(QLatin1Char('-')))
             paths.append(argument);
-        else if (argument != QLatin1String("--replace") &&
-                 !argument.startsWith(QLatin1String("--manifest=")) &&
-                 !argument.startsWith(QLatin1String("--rows=")))
+        else if (!isOption(argument))
             return QStringLiteral("unknown option %1").arg(argument);
     }
     if (paths.size() != 2 || paths.contains(QString()))
@@ -86,7 +113,17 @@ Problem readOptions(Options *options)
         TESCoreApp::appArgValue(QStringLiteral("--manifest"), QStringLiteral("MANIFEST.sha1"));
     options->rows = TESCoreApp::appArgInt(QStringLiteral("--rows"), 20);
     options->replace = TESCoreApp::appArgContains(QStringLiteral("--replace"));
+    options->straighten = TESCoreApp::appArgContains(QStringLiteral("--straighten-quotes"));
+    options->locale = QLocale(TESCoreApp::appArgValue(QStringLiteral("--locale"), QLocale::system().name()));
+    // Not appArgContains(), to which "--archive=..." would be the switch as well.
+    options->archive = QCoreApplication::arguments().contains(QLatin1String("--archive"));
+    options->archiveSeconds = TESCoreApp::appArgInt(QStringLiteral("--archive-seconds"), 60);
     return Problem();
+}
+
+QString archivePath(const Options &options)
+{
+    return QDir::cleanPath(QFileInfo(options.destination).absoluteFilePath()) + QStringLiteral(".tar");
 }
 
 /// Refuses what could lose something before anything is done.
@@ -109,6 +146,8 @@ Problem check(const Options &options)
         return QStringLiteral("%1 is not a folder").arg(options.destination);
     if (there.exists() && !isEmptyFolder(options.destination) && !options.replace)
         return QStringLiteral("%1 is not empty; --replace replaces it").arg(options.destination);
+    if (options.archive && QFileInfo::exists(archivePath(options)))
+        return QStringLiteral("%1 exists already").arg(archivePath(options));
     return Problem();
 }
 
@@ -128,8 +167,9 @@ const char *textCodec(const QByteArray &bytes)
     return !text.contains('\0') && QString::fromUtf8(text).toUtf8() == text ? "UTF-8" : nullptr;
 }
 
-/// Makes every line of the file end in a line feed. A byte-order mark stays.
-Problem normalise(const QString &path, bool *changed)
+/// Makes every line of a text file end in a line feed and, if asked for, its quotation marks plain. A
+/// byte-order mark stays.
+Problem normalise(const QString &path, const Options &options, ExportedFile *file)
 {
     QString error;
     const QByteArray bytes = TESCoreUtil::ReadBinaryFile(path, &error);
@@ -139,9 +179,15 @@ Problem normalise(const QString &path, bool *changed)
     if (codec == nullptr)
         return Problem();
     const QString text = TESCoreUtil::ReadUnicodeTextFile(path, &error, codec);
-    const QString normalised = TESCoreUtil::ConvertLineEndings(text);
-    *changed = normalised != text;
-    if (!*changed)
+    QString normalised = TESCoreUtil::ConvertLineEndings(text);
+    file->normalised = normalised != text;
+    if (options.straighten) {
+        const QString typographic = normalised;
+        normalised = TESQuote::simplifyQuotes(typographic, TESQuote::singleQuotes(options.locale),
+                                              TESQuote::doubleQuotes(options.locale));
+        file->straightened = normalised != typographic;
+    }
+    if (normalised == text)
         return Problem();
 
     const bool marked = qstrcmp(codec, "UTF-8") != 0 || isMarkedUtf8(bytes);
@@ -159,13 +205,13 @@ Problem normalise(const QString &path, bool *changed)
                : QStringLiteral("the text could not be written");
 }
 
-Problem normaliseAll(const QString &folder, QVector<ExportedFile> *files)
+Problem normaliseAll(const QString &folder, const Options &options, QVector<ExportedFile> *files)
 {
     const QStringList paths = TESCoreUtil::RecursiveGetFiles(folder);
     for (const QString &path : paths) {
         ExportedFile file;
         file.name = QDir(folder).relativeFilePath(path);
-        const Problem problem = normalise(path, &file.normalised);
+        const Problem problem = normalise(path, options, &file);
         if (!problem.isNull())
             return file.name + QStringLiteral(": ") + problem;
         file.size = QFileInfo(path).size();
@@ -209,14 +255,41 @@ Problem deliver(const QString &folder, const QString &destination)
     return Problem();
 }
 
+/// As one word of a command line.
+QString quoted(QString word)
+{
+    return QLatin1Char('"') + word.replace(QLatin1Char('"'), QLatin1String("\"\"\"")) + QLatin1Char('"');
+}
+
+/// Packs the finished folder. Where tar fails the folder stays, and what tar has made so far goes.
+Problem pack(const Options &options)
+{
+    const QFileInfo folder(QDir::cleanPath(QFileInfo(options.destination).absoluteFilePath()));
+    const QString path = archivePath(options);
+    const TESProcess::Result result =
+        TESProcess::executeProcess(QStringLiteral("tar --create --file=%1 --directory=%2 -- %3")
+                                       .arg(quoted(path), quoted(folder.path()), quoted(folder.fileName())),
+                                   options.archiveSeconds * 1000);
+    if (result.processError == QProcess::UnknownError && result.exitCode == 0) {
+        out() << "Packed into " << path << ", " << QFileInfo(path).size() << " bytes\n";
+        return Problem();
+    }
+    TESCoreUtil::DeleteFile(path);
+    return QStringLiteral("no archive: tar ended with %1 and exit code %2. %3")
+        .arg(TESProcess::toString(result.processError), QString::number(result.exitCode),
+             QString::fromLocal8Bit(result.stdErr).trimmed());
+}
+
 void show(const Options &options, const QVector<ExportedFile> &files)
 {
     int width = 4;
     int normalised = 0;
+    int straightened = 0;
     qint64 bytes = 0;
     for (const ExportedFile &file : files) {
         width = qMax(width, int(file.name.size()));
         normalised += file.normalised ? 1 : 0;
+        straightened += file.straightened ? 1 : 0;
         bytes += file.size;
     }
     const auto line = [width](const QString &name, const QString &size, const QString &endings,
@@ -226,14 +299,16 @@ void show(const Options &options, const QVector<ExportedFile> &files)
     };
     line(QStringLiteral("File"), QStringLiteral("Bytes"), QStringLiteral("Line ends"),
          QStringLiteral("SHA-1"));
-    for (const ExportedFile &file : files.mid(0, qMax(0, options.rows)))
+    const QVector<ExportedFile> listed = files.mid(0, qMax(0, options.rows));
+    for (const ExportedFile &file : listed)
         line(file.name, QString::number(file.size),
              file.normalised ? QStringLiteral("normalised") : QStringLiteral("kept"),
              QString::fromLatin1(file.digest));
     if (files.size() > options.rows)
         out() << "... and " << files.size() - qMax(0, options.rows) << " more\n";
     out() << '\n'
-          << files.size() << " files, " << bytes << " bytes, " << normalised << " normalised\n"
+          << files.size() << " files, " << bytes << " bytes, " << normalised << " normalised, "
+          << straightened << " straightened\n"
           << "In " << QFileInfo(options.destination).absoluteFilePath() << ", with " << options.manifest
           << '\n';
 }
@@ -249,13 +324,15 @@ Problem run(const Options &options)
     if (!TESCoreUtil::CopyDirectory(QDir(options.source), QDir(scratch.path())))
         return QStringLiteral("%1 cannot be copied to %2").arg(options.source, scratch.path());
     QVector<ExportedFile> files;
-    problem = normaliseAll(scratch.path(), &files);
+    problem = normaliseAll(scratch.path(), options, &files);
     if (problem.isNull())
         problem = writeManifest(QDir(scratch.path()).filePath(options.manifest), files);
     if (problem.isNull())
         problem = deliver(scratch.path(), options.destination);
     if (problem.isNull())
         show(options, files);
+    if (problem.isNull() && options.archive)
+        problem = pack(options);
     return problem;
 }
 
@@ -265,6 +342,7 @@ int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("export"));
+    TTranslator::install();
     Options options;
     Problem problem = readOptions(&options);
     const bool understood = problem.isNull();
