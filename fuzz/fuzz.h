@@ -1,0 +1,56 @@
+#ifndef TESCORE_FUZZ_H
+#define TESCORE_FUZZ_H
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <cstdlib>
+
+/// A finding: what was asked does not hold.
+inline void require(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+/// The fuzzer's bytes taken apart into fields, which the byte 0xFF separates.
+class Fields
+{
+public:
+    Fields(const unsigned char *data, std::size_t size)
+        : m_fields(QByteArray::fromRawData(reinterpret_cast<const char *>(data), int(size)).split('\xff'))
+    {
+    }
+
+    QByteArray bytes() { return m_fields.isEmpty() ? QByteArray() : m_fields.takeFirst(); }
+
+    /// A field as text. One that begins with a NUL is taken as UTF-16 code units, so that broken pairs occur
+    /// too.
+    QString text()
+    {
+        const QByteArray field = bytes();
+        if (!field.startsWith('\0'))
+            return QString::fromUtf8(field);
+        QString units;
+        for (int i = 1; i + 1 < field.size(); i += 2)
+            units.append(QChar(uchar(field.at(i)), uchar(field.at(i + 1))));
+        return units;
+    }
+
+    int number() { return bytes().toInt(); }
+    bool isEmpty() const { return m_fields.isEmpty(); }
+
+private:
+    QList<QByteArray> m_fields;
+};
+
+/// Whether the text has no unpaired surrogate, which no encoding can hold.
+inline bool isWellFormed(const QString &text)
+{
+    return QString::fromUcs4(reinterpret_cast<const char32_t *>(text.toUcs4().constData()),
+                             int(text.toUcs4().size())) == text &&
+           !text.contains(QChar::ReplacementCharacter);
+}
+
+#endif

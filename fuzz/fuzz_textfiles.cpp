@@ -1,0 +1,41 @@
+#include "fuzz.h"
+
+#include <TesCore/TESCoreUtil.h>
+
+#include <QCryptographicHash>
+#include <QTextCodec>
+
+#include <unistd.h>
+
+// The first field names a codec by its place in the list, the second is the text to write, and also a file to
+// read.
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
+{
+    static const QString path = QStringLiteral("/dev/shm/tescore-fuzz-%1").arg(::getpid());
+    static const QList<QByteArray> codecs = QTextCodec::availableCodecs();
+    Fields fields(data, size);
+    const QByteArray name = codecs.at(int(unsigned(fields.number()) % unsigned(codecs.size())));
+    const QByteArray raw = QByteArray(reinterpret_cast<const char *>(data), int(size));
+    const QString text = fields.text();
+
+    QString error;
+    require(TESCoreUtil::WriteBinaryFile(raw, path, &error) &&
+            TESCoreUtil::ReadBinaryFile(path, &error) == raw);
+    require(TESCoreUtil::calcHashSum(path) == QCryptographicHash::hash(raw, QCryptographicHash::Sha1));
+    const QString read = TESCoreUtil::ReadUnicodeTextFile(path, &error, name.constData(), false);
+    require(!read.isNull());
+    const QString lines = QString(read)
+                              .replace(QLatin1String("\r\n"), QLatin1String("\n"))
+                              .replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    require(TESCoreUtil::ConvertLineEndings(read) == lines);
+    require(TESCoreUtil::ReadUnicodeTextFile(path, &error, name.constData(), true) == lines);
+
+    // Whatever UTF-8, UTF-16 and UTF-32 can hold comes back; a leading mark is not part of a text.
+    require(TESCoreUtil::WriteUnicodeTextFile(text, path, &error, name.constData()));
+    const bool holdsAll = name.startsWith("UTF-8") || name.startsWith("UTF-16") || name.startsWith("UTF-32");
+    if (holdsAll && isWellFormed(text) && !text.startsWith(QChar::ByteOrderMark) &&
+        !text.startsWith(QChar::ByteOrderSwapped) && !text.contains(QChar::Null))
+        require(TESCoreUtil::ReadUnicodeTextFile(path, &error, name.constData(), false) == text);
+    require(error.isEmpty());
+    return 0;
+}
