@@ -9,6 +9,10 @@ DESTINATION ?= $(CURDIR)/build/export
 
 PRESETS ?= dev
 
+# What `make bench` measures, and how often.
+FILTER ?= .
+REPETITIONS ?= 9
+
 # The Qt to build with: QT=5 or QT=6. Without a choice, tests cover both and what is made once is made with Qt 5.
 QT ?=
 ifneq ($(filter-out 5 6,$(QT)),)
@@ -23,7 +27,7 @@ define build
 	cmake --build --preset $(1) --parallel $(JOBS) $(2)
 endef
 
-.PHONY: help example check check-sanitizers check-x86 test fuzz lint translations install format clean clean-x86
+.PHONY: help example check check-sanitizers check-x86 test bench fuzz lint translations install format clean clean-x86
 
 help: ## lists these targets
 	@sed -n 's/^\([a-z0-9-]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 26
@@ -70,6 +74,12 @@ translations: ## writes the template for translators, build/tescore.ts
 	tools/install-packages build translations
 	$(call build,release,--target translations)
 	cp build/release/translations/tescore.ts build/tescore.ts
+
+bench: ## measures each operation beside what a user would call instead (FILTER=, REPETITIONS=)
+	tools/install-packages build bench
+	cmake --preset release -D TESCORE_BENCHMARKS=ON
+	cmake --build --preset release --parallel $(JOBS) --target bench
+	build/release/benchmarks/bench --benchmark_filter='$(FILTER)' --benchmark_repetitions=$(REPETITIONS)
 
 install: ## installs the release build below PREFIX (QT=)
 	tools/install-packages build $(if $(filter 6,$(QT)),qt6)

@@ -1,0 +1,13 @@
+#ifndef TESCORE_BENCHMARKS_ROWS_H
+#define TESCORE_BENCHMARKS_ROWS_H
+
+class Storage;
+class Table;
+
+void addTreeRows(Table &table, const Storage &storage);
+void addContentRows(Table &table, const Storage &storage);
+void addTextRows(Table &table);
+void addIdRows(Table &table);
+void addProcessRows(Table &table);
+
+#endif
