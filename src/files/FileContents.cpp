@@ -36,15 +36,14 @@ constexpr qint64 capacityOf()
 
 /// Asks for large pages where they are not the default: touching 40 MB for the first time in small ones
 /// takes longer than reading and decoding 20 MB of text.
-void expectLargeUse(const void *memory, qint64 size)
+void expectLargeUse(void *memory, qint64 size)
 {
-    constexpr qint64 worthwhile = 4 * 1024 * 1024;
-    constexpr quintptr pageMask = 4095;
+    constexpr qint64 worthwhile = Q_INT64_C(4) * 1024 * 1024;
+    constexpr qint64 page = 4096;
     if (size < worthwhile)
         return;
-    const quintptr begin = (quintptr(memory) + pageMask) & ~pageMask;
-    const quintptr end = (quintptr(memory) + quintptr(size)) & ~pageMask;
-    ::madvise(reinterpret_cast<void *>(begin), end - begin, MADV_HUGEPAGE);
+    const qint64 start = page - qint64(quintptr(memory) % page);
+    ::madvise(static_cast<char *>(memory) + start, std::size_t((size - start) / page * page), MADV_HUGEPAGE);
 }
 
 /// A first guess at what a read will give: files of /proc say 0, and a file may be growing.
@@ -79,7 +78,7 @@ QByteArray readBytes(const Descriptor &file)
     }
     // One byte more than expected, so that the end shows in the same read.
     QByteArray bytes(Size(expected > 0 ? expected + 1 : smallestBuffer), Qt::Uninitialized);
-    expectLargeUse(bytes.constData(), bytes.size());
+    expectLargeUse(bytes.data(), bytes.size());
     for (qint64 filled = 0;;) {
         const qint64 got = readInto(file, bytes.data() + filled, bytes.size() - filled);
         if (got < 0)
@@ -115,7 +114,7 @@ QString readText(const Descriptor &file, QTextCodec *codec)
             return QString();
         if (text.isEmpty() && got == block.size()) {
             text.reserve(decltype(text.size())(size));
-            expectLargeUse(text.constData(), size * qint64(sizeof(QChar)));
+            expectLargeUse(text.data(), size * qint64(sizeof(QChar)));
         }
         const QString more = decoder.decode(block.constData(), int(got));
         errno = EFBIG;
@@ -222,7 +221,7 @@ QString TESCoreUtil::ConvertLineEndings(const QString &text)
     if (!text.contains(carriageReturn))
         return text;
     QString result(text.size(), Qt::Uninitialized);
-    expectLargeUse(result.constData(), result.size() * qint64(sizeof(QChar)));
+    expectLargeUse(result.data(), result.size() * qint64(sizeof(QChar)));
     const QChar *end = normaliseLineEndings(text, result.data());
     result.resize(decltype(result.size())(end - result.constData()));
     return result;
