@@ -22,12 +22,24 @@ qt_presets = $(if $(filter 6,$(QT)),,$(1)) $(if $(filter 5,$(QT)),,$(2))
 release_preset := $(firstword $(call qt_presets,release,qt6-release))
 qt6_packages := $(if $(filter 5,$(QT)),,qt6)
 
+as_root = $(if $(filter 0,$(shell id -u)),,sudo)
+
 define build
 	cmake --preset $(1)
 	cmake --build --preset $(1) --parallel $(JOBS) $(2)
 endef
 
-.PHONY: help example check check-sanitizers check-x86 test bench fuzz lint translations install format clean clean-x86
+# Builds the library alone and runs a command on it, for each chosen Qt.
+define each_release
+	set -e; for preset in $(call qt_presets,release,qt6-release); do \
+	    cmake --preset $$preset; \
+	    cmake --build --preset $$preset --parallel $(JOBS) --target TesCore; \
+	    $(1) build/$$preset/src/libTesCore*.so; \
+	done
+endef
+
+# Every target that `make help` lists is a command, not a file.
+.PHONY: $(shell sed -n 's/^\([a-z0-9-]*\):.*\#\# .*/\1/p' Makefile)
 
 help: ## lists these targets
 	@sed -n 's/^\([a-z0-9-]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 26
@@ -81,6 +93,28 @@ bench: ## measures each operation beside what a user would call instead (FILTER=
 	cmake --build --preset release --parallel $(JOBS) --target bench
 	build/release/benchmarks/bench --benchmark_filter='$(FILTER)' --benchmark_repetitions=$(REPETITIONS)
 
+check-abi: ## the binary interface of the release builds against its baseline, see docs/abi.md (QT=)
+	tools/install-packages build abi $(qt6_packages)
+	$(call each_release,tools/check-abi)
+
+renew-interface: ## writes the baseline of the binary interface, the list of exports and the symbols files anew
+	tools/install-packages build abi qt6
+	$(call each_release,tools/renew-interface)
+
+docs: ## the reference pages, in build/docs/html
+	tools/install-packages docs
+	rm -rf build/docs
+	mkdir -p build
+	doxygen docs/Doxyfile
+	@echo "build/docs/html/index.html"
+
+deb: ## the Debian packages, in build/deb
+	tools/install-packages build qt6 docs deb
+	tools/make-deb $(JOBS)
+
+check-deb: deb ## installs the Debian packages in a clean root and builds an outside program there
+	tools/check-deb
+
 install: ## installs the release build below PREFIX (QT=)
 	tools/install-packages build $(if $(filter 6,$(QT)),qt6)
 	$(call build,$(release_preset),--target TesCore)
@@ -89,8 +123,11 @@ install: ## installs the release build below PREFIX (QT=)
 format: ## lays out the C++ files as .clang-format says
 	git ls-files -co --exclude-standard '*.h' '*.cpp' | xargs clang-format -i
 
-clean: ## removes everything that was built, but for the 32-bit root
-	[ ! -d build ] || find build -mindepth 1 -maxdepth 1 ! -name 'x86-root*' -exec rm -rf {} +
+clean: ## removes everything that was built, but for the Debian roots
+	[ ! -d build ] || find build -mindepth 1 -maxdepth 1 ! -name '*-root*' -exec rm -rf {} +
 
 clean-x86: ## removes the 32-bit root and what was built in it
-	$(if $(filter 0,$(shell id -u)),,sudo) rm -rf --one-file-system build/x86-root build/x86-root.part
+	$(as_root) rm -rf --one-file-system build/x86-root build/x86-root.part
+
+clean-deb: ## removes the root in which check-deb installs
+	$(as_root) rm -rf --one-file-system build/clean-root build/clean-root.part build/clean-root.layer

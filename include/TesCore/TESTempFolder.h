@@ -32,6 +32,7 @@ public:
 
     /// Whether the destructor deletes the folder.
     bool isAutoDelete() const;
+    /// Decides whether the destructor deletes the folder.
     void setAutoDelete(bool autoDelete);
 
     /// The folder's path, fixed at construction.

@@ -6,6 +6,7 @@
 
 #include <QtGlobal>
 
+/// Stands before each public declaration that has a symbol.
 #define TESCORE_EXPORT Q_DECL_EXPORT
 
 #endif
