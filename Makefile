@@ -60,6 +60,12 @@ check-sanitizers: ## the tests under ASan, UBSan and TSan (QT=)
 	tools/install-packages build check translations $(qt6_packages)
 	$(MAKE) test PRESETS="$(call qt_presets,asan ubsan tsan,qt6-asan)"
 
+check-faults: ## fails, and kills at, every system call of the file operations; races; a few minutes
+	tools/install-packages build check translations
+	$(call build,release,--target faults test_hostile)
+	build/release/tests/faults
+	DELETIONS=20000 build/release/tests/test_hostile
+
 check-x86: ## the tests as a 32-bit x86 program, in a root made for it in build/x86-root (QT=)
 	tools/install-packages x86
 	tools/in-x86-root tools/install-packages build translations $(qt6_packages)

@@ -1,6 +1,6 @@
-#include <TesCore/TESCoreUtil.h>
 #include <TesCore/TESTempFolder.h>
 
+#include "support/operations.h"
 #include "support/tree.h"
 
 #include <QRandomGenerator>
@@ -35,28 +35,6 @@ QString folderOnAnotherDevice()
     const bool isOther =
         ::stat(".", &here) == 0 && ::stat("/dev/shm", &there) == 0 && here.st_dev != there.st_dev;
     return isOther ? QStringLiteral("/dev/shm") : QString();
-}
-
-/// Runs one operation on paths in the working folder: "move S D".
-bool run(const QString &command)
-{
-    const QStringList words = command.split(QLatin1Char(' '));
-    const QString a = words.value(1);
-    const QString b = words.value(2);
-    const QHash<QString, std::function<bool()>> operations = {
-        {QStringLiteral("unlink"), [&] { return DeleteFile(a); }},
-        {QStringLiteral("rename"), [&] { return RenameFile(a, b, false); }},
-        {QStringLiteral("rename!"), [&] { return RenameFile(a, b, true); }},
-        {QStringLiteral("mv"), [&] { return MoveFile(a, b, false); }},
-        {QStringLiteral("mv!"), [&] { return MoveFile(a, b, true); }},
-        {QStringLiteral("quick"), [&] { return MoveDirectoryQuick(a, b); }},
-        {QStringLiteral("move"), [&] { return MoveDirectory(a, b); }},
-        {QStringLiteral("copy"), [&] { return CopyDirectory(QDir(a), QDir(b)); }},
-        {QStringLiteral("copyfiles"), [&] { return CopyFiles(a, b), true; }},
-        {QStringLiteral("delete"), [&] { return DeleteFolderAndFiles(a); }},
-        {QStringLiteral("empty"), [&] { return DeleteFolderContents(a); }},
-    };
-    return operations.value(words.first())();
 }
 
 /// Makes a chain of `depth` folders "d" in the working folder, with a file at its end. Longer than any path
@@ -294,6 +272,21 @@ private Q_SLOTS:
         QVERIFY(DeleteFile(files.first()));
         QCOMPARE(getFileAndDirCount(QStringLiteral("D")), depth + 2);
         QVERIFY(DeleteFolderAndFiles(QStringLiteral("D")));
+
+        // Many entries, each with the longest name there is; with one byte more it is no name.
+        QCOMPARE(::mkdir("S", 0700), 0);
+        const std::string prefix = "S/" + std::string(250, 'n');
+        for (int i = 10'000; i < 60'000; ++i)
+            ::close(::open((prefix + std::to_string(i)).c_str(), O_CREAT | O_WRONLY, 0600));
+        for (const char *command :
+             {"list S 50000", "move S D", "mv D/%1 a", "mv a D/%1", "!mv D/%1 n%1", "!rename D/%1 n%1",
+              "!move D n%1", "!writable n%1", "unlink n%1", "quick D E", "count D 0", "count E 50000",
+              "empty E", "delete D", "delete E"}) {
+            QString words = QString::fromLatin1(command);
+            words.replace(QStringLiteral("%1"), QString(250, QLatin1Char('n')) + QStringLiteral("10000"));
+            const bool isRefused = words.startsWith(QLatin1Char('!'));
+            QVERIFY2(run(words.mid(isRefused)) != isRefused, command);
+        }
         QCOMPARE(Tree::describe(), QString());
         QCOMPARE(::setrlimit(RLIMIT_NOFILE, &limit), 0);
     }

@@ -7,7 +7,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -69,13 +68,23 @@ private:
             return name + '/';
         if (!entry.is_regular_file())
             return name + '|';
-        std::ifstream file(entry.path());
-        const std::string content((std::istreambuf_iterator<char>(file)), {});
-        return content == entry.path().filename().string() ? name : name + '=' + content;
+        std::string content(entry.file_size(), ' ');
+        std::ifstream(entry.path()).read(content.data(), std::streamsize(content.size()));
+        if (content == entry.path().filename().string())
+            return name;
+        const bool isLong = content.size() > kLongest;
+        return name + '=' + (isLong ? std::to_string(std::hash<std::string>()(content)) : content);
     }
+
+    static constexpr std::size_t kLongest = 100; // content that is described as it is
 
     QTemporaryDir m_folder;
 };
+
+inline auto openDescriptors()
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
 
 /// Makes the process an ordinary user for as long as it exists: root may do everything, so nothing is refused
 /// to it.

@@ -1,0 +1,290 @@
+// Runs every file operation again and again, each time with another of its system calls failing, falling
+// short, or being the last before the process is killed, and looks at what is left on the disk.
+
+#include "interpose.h"
+#include "support/operations.h"
+#include "support/tree.h"
+
+#include <QCoreApplication>
+#include <QRegularExpression>
+#include <QSet>
+
+#include <cstdio>
+#include <map>
+#include <set>
+
+#include <sys/mman.h>
+#include <sys/wait.h>
+
+using Words = QSet<QString>;
+
+namespace {
+
+constexpr unsigned kSecondsToHang = 20;
+constexpr long kLeastFaults = 2000, kLeastKills = 200;
+
+// Atomic: false means that nothing has changed. Unsure: true says nothing. Torn: stopped midway it leaves
+// what was done so far. Twice: true also when the source could not be removed.
+enum Trait { Plain = 0, Atomic = 1, Unsure = 2, Torn = 4, Twice = 8 };
+
+struct Operation
+{
+    const char *before; // as Tree has it
+    const char *command;
+    int traits;
+};
+
+// "far" leads to another file system; "big" and "holes" are filled with as much as their names say. What is
+// outside of the operation begins with "o". "@" makes a path longer than the kernel accepts.
+constexpr Operation kOperations[] = {
+    {"a b", "unlink a", Atomic},
+    {"a->o o", "unlink a", Atomic},
+    {"a", "unlink @a", Atomic},
+    {"a/ a/x b", "rename! a b", Atomic | Torn},
+    {"a b", "rename! a b", Atomic},
+    {"a->b b->o o", "rename! a b", Atomic},
+    {"a", "rename! a ./a", Atomic},
+    {"big", "rename big far/a", Atomic},
+    {"big far/b", "rename! big far/b", Plain},
+    {"big", "mv big b", Atomic | Twice},
+    {"big b", "mv! big b", Twice},
+    {"holes far/b", "mv! holes far/b", Twice},
+    {"a->o o", "mv a c", Atomic | Twice},
+    {"a->o o", "mv! a o", Atomic},
+    {"S/ S/a S/b/ S/b/c D/ D/x", "quick S D", Plain},
+    {"S/ S/a S/b/ S/b/big", "quick S far/D", Plain},
+    {"S/ S/a l->S", "quick S l/b", Atomic},
+    {"S/ S/a S/b/ S/b/big S/l->../o S/f->../o/y o/ o/y D/ D/x D/z/", "move S D", Plain},
+    {"S/ S/a S/b/ S/b/c S/b/.h", "move S far/D/d", Plain},
+    {"P/ P/S/ P/S/a P/x", "move P/S P", Atomic},
+    {"S/ S/a l->S", "move S l/b", Atomic},
+    {"S/ S/a S/big S/holes S/b/ S/b/c S/l->../o S/f->../o/y o/ o/y", "copy S D", Plain},
+    {"S/ S/a S/b/ l->S/b", "copy S l", Atomic},
+    {"S/ S/a S/b/ S/b/c D/", "copyfiles S D", Unsure},
+    {"S/ S/a S/b/ S/b/c S/l->../o S/f->../o/y o/ o/y", "delete S", Plain},
+    {"S/ S/a S/b/ S/b/c", "delete @S", Plain},
+    {"S/ S/a S/b/ S/b/c S/l->../o o/ o/y", "empty S", Plain},
+    {"S/ S/a S/b/ S/b/c S/l->../o o/ o/y", "list S 3", Atomic},
+    {"S/ S/a S/b/ S/b/c S/l->../o o/ o/y", "count S 4", Atomic},
+    {"a", "writable a", Atomic},
+    {"d/", "writable d/new", Atomic},
+    {"big", "hash big", Atomic},
+    {"big", "read big", Atomic},
+    {"big", "readtext big", Atomic},
+    {"b", "write b", Torn},
+    {"b", "writetext b", Torn | Unsure},
+    {"big t/", "tempcopy big", Atomic},
+    {"t/", "tempfolder", Plain},
+    {"t/", "tempfile", Plain},
+    {"t/", "tempobject", Unsure | Torn},
+};
+
+// What the driver must find fault with: a move that trusts its reads and writes.
+constexpr Operation kBroken = {"big", "trustingmove big b", Plain};
+
+// The first few are enough where a file system lacks something.
+constexpr struct
+{
+    int error;
+    bool isLasting;
+} kFaults[] = {{EIO, false},    {EIO, true},     {kShort, true}, {kKill, false}, {ENOSPC, false},
+               {EMFILE, false}, {EACCES, false}, {EINTR, false}, {kShort, false}};
+constexpr int kFirstFew = 4;
+constexpr unsigned kEnvironments[] = {0, KernelCopy, UnnamedFiles, UnnamedFiles | ExclusiveRename,
+                                      UnnamedFiles | ExclusiveRename | HardLinks};
+
+QString farFolder;
+std::map<std::string_view, long> faults;
+long kills = 0, runs = 0;
+
+bool moveTrustingly()
+{
+    QFile source(QStringLiteral("big")), copy(QStringLiteral("b"));
+    return source.open(QIODevice::ReadOnly) && copy.open(QIODevice::WriteOnly) &&
+           copy.write(source.readAll()) >= 0 && source.remove();
+}
+
+/// The entries in the working folder and on the other file system. Names that change from run to run are made
+/// equal.
+Words wordsOnDisk()
+{
+    static const QRegularExpression uuid(QStringLiteral("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}"));
+    QString text = Tree::describe();
+    for (const QString &word : Tree::describe(farFolder.toStdString()).split(QLatin1Char(' ')))
+        text += word.isEmpty() ? QString() : QStringLiteral(" far/") + word;
+    const QStringList words = text.replace(uuid, QStringLiteral("UUID")).split(QLatin1Char(' '));
+    return Words(words.begin(), words.end());
+}
+
+Words contentsOf(const Words &words)
+{
+    Words contents;
+    for (const QString &word : words) {
+        const QChar mark = word.contains(QLatin1Char('=')) ? QLatin1Char('=') : QLatin1Char('/');
+        if (!word.endsWith(QLatin1Char('/')) && !word.contains(QLatin1String("->")))
+            contents.insert(word.section(mark, -1));
+    }
+    return contents;
+}
+
+void fill()
+{
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(".")) {
+        const std::string name = entry.path().filename();
+        if (name == "big" || name == "holes")
+            std::ofstream(entry.path()) << bigContent().toStdString();
+        if (name == "holes")
+            std::filesystem::resize_file(entry.path(), 400'000);
+    }
+}
+
+struct Outcome
+{
+    Words after;
+    bool answer, hasLeaked;
+    int signal;
+};
+
+/// Runs the operation as the plan says, in a process of its own.
+Outcome execute(const Operation &operation, Words *before = nullptr)
+{
+    for (const auto &entry : std::filesystem::directory_iterator(farFolder.toStdString()))
+        std::filesystem::remove_all(entry);
+    const QString words = QStringLiteral("far->%1 other ") + QString::fromLatin1(operation.before);
+    const Tree tree(words.arg(farFolder), QStringLiteral("/dev/shm"));
+    fill();
+    if (before)
+        *before = wordsOnDisk();
+    QString command = QString::fromLatin1(operation.command);
+    command.replace(QLatin1Char('@'), QStringLiteral("./").repeated(2100));
+    qputenv("TMPDIR", (tree.path() + QStringLiteral("/t")).toUtf8());
+
+    plan->calls = plan->struck = 0;
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(kSecondsToHang);
+        const auto open = openDescriptors();
+        plan->isArmed = true;
+        const int answer = &operation == &kBroken ? moveTrustingly() : run(command);
+        plan->isArmed = false;
+        ::_exit(answer + (openDescriptors() != open ? 2 : 0));
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    plan->isArmed = false;
+    const int told = WEXITSTATUS(status);
+    return {wordsOnDisk(), (told & 1) != 0, (told & 2) != 0, WIFSIGNALED(status) ? WTERMSIG(status) : 0};
+}
+
+/// What is wrong with an outcome, given that of a run without a fault; null when nothing is.
+const char *violation(const Operation &operation, const Words &before, const Outcome &sound,
+                      const Outcome &now)
+{
+    const bool isKilled = plan->error == kKill;
+    if (now.signal != 0 && !(isKilled && now.signal == SIGKILL))
+        return now.signal == SIGALRM ? "it hangs" : "it crashes, or gives what is not there";
+    if (!contentsOf(now.after).contains(contentsOf(before) & contentsOf(sound.after)))
+        return "content is lost";
+    for (const QString &word : before - now.after) {
+        if (word.startsWith(QLatin1Char('o')))
+            return "something outside has changed";
+    }
+
+    // Drafts, probes and placeholders, which only a poor file system needs, stay when they cannot be removed.
+    const bool cannotTidy = plan->kind == "unlink" && (plan->isLasting || plan->lacking != 0);
+    const bool isUntidy = cannotTidy || (isKilled && plan->lacking != 0);
+    // A copy stays when its source can no longer be seen.
+    const bool isBlind = plan->kind == "stat" && plan->isLasting;
+    // A link whose target may not be looked up is as good as dangling.
+    const bool hidesLinks = plan->kind == "stat" && plan->error == EACCES && strstr(operation.before, "->");
+    const bool isSure = !(operation.traits & Unsure) && !isUntidy && !hidesLinks;
+    const Words expected = operation.traits & Twice ? sound.after + (now.after & before) : sound.after;
+    if (!isUntidy && !(operation.traits & Torn) && !(now.after - before - sound.after).isEmpty())
+        return "something is left over or torn";
+    if (isKilled)
+        return nullptr;
+    if (now.hasLeaked)
+        return "a descriptor is left";
+    if (now.answer && isSure && (!sound.answer || now.after != expected))
+        return "true, but not complete";
+    if (!now.answer && (operation.traits & Atomic) && !isUntidy && !isBlind && now.after != before)
+        return "false, but something has changed";
+    if (plan->error == kShort && (now.answer != sound.answer || now.after != sound.after))
+        return "a short transfer is taken for the end";
+    return nullptr;
+}
+
+/// Fails the first, the second, ... call of each kind until a run passes without a fault. Counts violations.
+int sweep(const Operation &operation, bool isTold)
+{
+    plan->kind = {};
+    plan->error = 0;
+    Words before;
+    const Outcome sound = execute(operation, &before);
+    int violations = violation(operation, before, sound, sound) != nullptr;
+    std::set<std::string_view> unused;
+    for (const auto &fault : kFaults) {
+        if (plan->lacking != 0 && &fault == &kFaults[kFirstFew])
+            break;
+        plan->error = fault.error;
+        plan->isLasting = fault.isLasting;
+        for (const std::string_view kind : kKinds) {
+            if (unused.count(kind) > 0)
+                continue;
+            plan->kind = kind;
+            for (plan->at = 1;; ++plan->at) {
+                const Outcome now = execute(operation);
+                ++runs;
+                if (plan->struck == 0)
+                    break;
+                (fault.error == kKill ? kills : faults[kind]) += 1;
+                const char *what = violation(operation, before, sound, now);
+                violations += what != nullptr;
+                if (what && isTold)
+                    std::printf("  [%s] %s: %s %ld, error %d, %d, lacking %u: %s\n", operation.before,
+                                operation.command, kind.data(), plan->at, fault.error, fault.isLasting,
+                                plan->lacking, what);
+            }
+            if (plan->at == 1 && fault.error == EIO)
+                unused.insert(kind);
+        }
+    }
+    return violations;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    const QTemporaryDir far;
+    farFolder = far.path();
+    struct stat there, shared;
+    void *memory = ::mmap(nullptr, sizeof(Plan), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED || ::stat(qPrintable(farFolder), &there) != 0 ||
+        ::stat("/dev/shm", &shared) != 0 || there.st_dev == shared.st_dev)
+        qFatal("THE FAULT DRIVER CANNOT RUN: it needs a temporary folder that is not on /dev/shm");
+    plan = new (memory) Plan();
+
+    if (sweep(kBroken, false) == 0)
+        qFatal("THE FAULT DRIVER CANNOT RUN: it does not notice a broken operation");
+    faults.clear();
+    kills = runs = 0;
+    int violations = 0;
+    for (const unsigned lacking : kEnvironments) {
+        plan->lacking = lacking;
+        for (const Operation &operation : kOperations)
+            violations += sweep(operation, true);
+    }
+
+    long injected = 0;
+    for (const std::string_view kind : kKinds) {
+        std::printf("%s %ld, ", kind.data(), faults[kind]);
+        injected += faults[kind];
+    }
+    std::printf("in all\n%zu operations, %ld runs, %ld faults, %ld kill points, %d violations\n",
+                std::size(kOperations), runs, injected, kills, violations);
+    if (faults.size() < std::size(kKinds) || injected < kLeastFaults || kills < kLeastKills)
+        qFatal("THE FAULT DRIVER CANNOT RUN: too few calls pass through it");
+    return violations == 0 ? 0 : 1;
+}
