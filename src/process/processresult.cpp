@@ -22,6 +22,17 @@ QString word(const std::array<const char *, Count> &words, unsigned value, const
     return QLatin1String(value < Count ? words[value] : otherwise);
 }
 
+// By reference: copying a value beyond the enumeration's range would be undefined.
+QString statusWord(const QProcess::ExitStatus &status)
+{
+    return word(statusWords, enumValue(status), "Not defined QProcess::ExitStatus");
+}
+
+QString errorWord(const QProcess::ProcessError &error)
+{
+    return word(errorWords, enumValue(error), "Not defined QProcess::ProcessError");
+}
+
 QString upToZero(const QByteArray &bytes)
 {
     const char *begin = bytes.constData();
@@ -32,12 +43,12 @@ QString upToZero(const QByteArray &bytes)
 
 QString toString(QProcess::ExitStatus status)
 {
-    return word(statusWords, enumValue(status), "Not defined QProcess::ExitStatus");
+    return statusWord(status);
 }
 
 QString toString(QProcess::ProcessError error)
 {
-    return word(errorWords, enumValue(error), "Not defined QProcess::ProcessError");
+    return errorWord(error);
 }
 
 QString Result::dump() const
@@ -45,8 +56,8 @@ QString Result::dump() const
     // One call, so that a "%1" inside a field stays what it is.
     return QStringLiteral("TESProcess Result\nCommand Line: %1\nExit Code: %2\nstdout: %3\nstderr: %4\n"
                           "Exit Status: %5\nProcess Err: %6\nWorking Dir: %7\nEnvironment: %8")
-        .arg(commandLine, QString::number(exitCode), upToZero(stdOut), upToZero(stdErr), toString(exitStatus),
-             toString(processError), workingDir, environment.join(QLatin1Char(';')));
+        .arg(commandLine, QString::number(exitCode), upToZero(stdOut), upToZero(stdErr),
+             statusWord(exitStatus), errorWord(processError), workingDir, environment.join(QLatin1Char(';')));
 }
 
 Result extractResult(QProcess &process, const QString &commandLine)

@@ -15,8 +15,9 @@ int tellChoice()
     QDir::setSearchPaths(QStringLiteral("images"), {QDir::currentPath()});
     const QStringList names = QCoreApplication::arguments();
     QStringList told{TTranslator::defaultLanguage("Options/General/GuiLanguage")};
-    for (const QTranslator *translator :
-         TTranslator::install(names.mid(names.indexOf(QLatin1String("--")) + 1)))
+    const QList<QTranslator *> installed =
+        TTranslator::install(names.mid(names.indexOf(QLatin1String("--")) + 1));
+    for (const QTranslator *translator : installed)
         told.append(QFileInfo(translator->filePath()).fileName());
     told.append(TESLocale::trCountryToString(QLocale::Cuba));
     return fputs(qPrintable(told.join(QLatin1Char(' '))), stdout) < 0;
@@ -62,7 +63,8 @@ private Q_SLOTS:
         const auto cell = [&](int i) { return QString::fromLatin1(row.split('|').value(i).trimmed()); };
         QString words = QStringLiteral("bin/ translations/ Org/ Org/app.x.conf=[Options]\nGeneral\\Gui");
         words += QStringLiteral("Language=") + cell(1);
-        for (const QString &file : cell(3).split(QLatin1Char(' ')))
+        const QStringList files = cell(3).split(QLatin1Char(' '));
+        for (const QString &file : files)
             words += QLatin1String(file.contains(QLatin1Char('/')) ? " %1" : " translations/%1->../cuba")
                          .arg(file);
         const Tree tree(words);
@@ -79,9 +81,11 @@ private Q_SLOTS:
     void languagesAreOffered()
     {
         const QMap<QString, QString> languages = TTranslator::tessarineGuiLanguages();
-        const QString codes = QStringList(languages.values()).join(QLatin1Char(' '));
+        QString codes;
+        for (const QString &code : languages)
+            codes += code + QLatin1Char(' ');
         QCOMPARE(codes, QLatin1String(
-                            "bg ca da nl en fr de el it ja ko pt ru scifi sl es_mx es_es  tr zh_cn zh_tw"));
+                            "bg ca da nl en fr de el it ja ko pt ru scifi sl es_mx es_es  tr zh_cn zh_tw "));
         QCOMPARE(languages.lastKey(), QString::fromUtf8("\u7e41\u9ad4\u4e2d\u6587 (\u53f0\u7063)"));
         QVERIFY(languages.value(QStringLiteral("System Language"), QStringLiteral("missing")).isNull());
         QCOMPARE(TTranslator::plinketGuiLanguages().size(), 2);
@@ -106,10 +110,12 @@ private Q_SLOTS:
         for (const int number : {-1, int(QLocale::Guernsey), int(QLocale::CuraSao), 1000})
             QCOMPARE(TESLocale::trCountryToString(QLocale::Country(number)), unknown);
         texts.remove(unknown);
-        const QByteArray all = QStringList(texts.keys()).join(QLatin1Char('\n')).toLatin1();
-        const QByteArray digest = QCryptographicHash::hash(all, QCryptographicHash::Sha1).toHex();
-        QCOMPARE(digest, QByteArray("3739a3df9e04d68a3c05b4afbda29e35eb74ce39"));
-        QCOMPARE(texts.values().count(true), QT_VERSION_MAJOR == 5 ? 232 : 230); // of 243; Qt 6 renamed two
+        QCryptographicHash all(QCryptographicHash::Sha1);
+        for (auto text = texts.constBegin(); text != texts.constEnd(); ++text)
+            all.addData(text.key().toLatin1() + '\n');
+        QCOMPARE(all.result().toHex(), QByteArray("feed8f23f038efe73066657f0bf8ded22f964999"));
+        QCOMPARE(std::count(texts.begin(), texts.end(), true),
+                 QT_VERSION_MAJOR == 5 ? 232 : 230); // Qt 6 renamed two
     }
 };
 

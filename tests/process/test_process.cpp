@@ -2,8 +2,8 @@
 
 #include <QtTest>
 
+#include <array>
 #include <future>
-#include <vector>
 
 #include <csignal>
 #include <sys/wait.h>
@@ -46,16 +46,14 @@ private Q_SLOTS:
         };
         const char *failed = "0 FailedToStart /";
         row("the exit code and both outputs", behaving("out=abc err=de exit=3"), "3 UnknownError abc/de");
-        row("a crash comes back as its signal", behaving("out=abc signal=11"), "11 Crashed abc/");
+        row("a crash comes back as its signal", behaving("out=abc signal=6"), "6 Crashed abc/");
         row("SIGPIPE is not ignored as here", behaving("signal=13"), "13 Crashed /");
         row("marks hold an argument together", behaving("\"out=a  \"\"\"b\""), "0 UnknownError a  \"b/");
         row("the input is at its end", behaving("readinput"), "0 UnknownError -1/");
         row("the program leads a group", behaving("leader"), "0 UnknownError 1/");
         row("a bare name is looked up", QStringLiteral("printf abc"), "0 UnknownError abc/");
         row("no program at all", QString(), failed);
-        row("an empty name", QStringLiteral("\"\""), failed);
         row("a name that is nowhere", QStringLiteral("no-such-program"), failed);
-        row("a folder", QStringLiteral("/tmp"), failed);
         row("a NUL in the name", QStringLiteral("prin") + QChar::Null + QStringLiteral("tf"), failed);
         row("a NUL in an argument", QStringLiteral("printf a") + QChar::Null, failed);
     }
@@ -122,13 +120,13 @@ private Q_SLOTS:
         const auto countWrong = [](int id) {
             int wrong = 0;
             for (int run = 0; run < 250; ++run)
-                wrong += executeProcess(behaving("exit=") + QString::number(id)).exitCode != id ||
+                wrong += executeProcess(QStringLiteral("sh -c \"exit %1\"").arg(id)).exitCode != id ||
                          executeProcess(QStringLiteral("/no")).processError != QProcess::FailedToStart;
             return wrong;
         };
-        std::vector<std::future<int>> threads;
+        std::array<std::future<int>, 4> threads;
         for (int id = 0; id < 4; ++id)
-            threads.push_back(std::async(std::launch::async, countWrong, id));
+            threads[id] = std::async(std::launch::async, countWrong, id);
         for (std::future<int> &thread : threads)
             QCOMPARE(thread.get(), 0);
         QCOMPARE(descriptors(), before);

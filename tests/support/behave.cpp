@@ -11,13 +11,13 @@ namespace {
 
 void behave(const std::string &what, const std::string &value)
 {
-    int number = std::atoi(value.c_str());
+    int number = int(std::strtol(value.c_str(), nullptr, 10));
     if (what == "out" || what == "err")
         std::fputs(value.c_str(), what == "out" ? stdout : stderr);
     else if (what == "zero" || what == "leader")
         std::putchar(what == "leader" ? '0' + (getpgrp() == getpid()) : 0);
     else if (what == "mebibytes")
-        for (const std::string block(1024 * 1024, 'x'); number > 0; --number)
+        for (const std::string block(1048576, 'x'); number > 0; --number)
             for (std::FILE *file : {stdout, stderr})
                 std::fputs(block.c_str(), file);
     else if (what == "readinput")
