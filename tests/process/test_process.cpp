@@ -110,7 +110,8 @@ private Q_SLOTS:
     {
         const Result result = executeProcess(behaving("sleeper exit=4"));
         QCOMPARE(result.exitCode, 4);
-        QCOMPARE(::kill(result.stdOut.toInt(), SIGKILL), 0);
+        // Never 0 or -1, which stand for more than one process.
+        QVERIFY(result.stdOut.toInt() > 0 && ::kill(result.stdOut.toInt(), SIGKILL) == 0);
     }
 
     void runsInThreadsShareNothingAndLeaveNothing()
