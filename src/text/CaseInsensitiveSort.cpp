@@ -10,7 +10,7 @@ namespace TESCoreUtil {
 
 namespace {
 
-using Position = decltype(QStringList().size()); // int in Qt 5, qsizetype since Qt 6
+using Position = QStringList::size_type; // int in Qt 5, qsizetype since Qt 6
 
 /// The lower-case forms of a list in one piece of memory, instead of one string for each.
 class LowerCaseForms

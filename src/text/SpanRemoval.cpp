@@ -246,6 +246,13 @@ private:
     std::vector<Size> m_states; // after each character kept; only with tails
 };
 
+bool removeSpans(QString *text, QStringView opening, QStringView closing)
+{
+    const Marks marks(opening, closing);
+    return marks.leaveTail() ? SpanRemover<true>(marks).removeFrom(text)
+                             : SpanRemover<false>(marks).removeFrom(text);
+}
+
 } // namespace
 
 bool Remove(QString *text, const QString &opening, const QString &closing)
@@ -254,10 +261,8 @@ bool Remove(QString *text, const QString &opening, const QString &closing)
         return false;
     // The marks must stay as they are while the text changes.
     if (&opening == text || &closing == text)
-        return Remove(text, QString(opening), QString(closing));
-    const Marks marks(opening, closing);
-    return marks.leaveTail() ? SpanRemover<true>(marks).removeFrom(text)
-                             : SpanRemover<false>(marks).removeFrom(text);
+        return removeSpans(text, QString(opening), QString(closing));
+    return removeSpans(text, opening, closing);
 }
 
 } // namespace TESCoreUtil

@@ -12,7 +12,7 @@
 
 namespace TesCoreText {
 
-using Size = decltype(QString().size()); // int in Qt 5, qsizetype since Qt 6
+using Size = QString::size_type; // int in Qt 5, qsizetype since Qt 6
 
 /// The index of the first `c` in `text` from `begin` on, or the size of `text`. Inline: the pieces of a text
 /// that are searched one by one are rarely long enough for the call of Qt's search to pay.
