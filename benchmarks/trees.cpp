@@ -192,7 +192,7 @@ void addTreeRows(Table &table, const Storage &storage)
     small.addDelete();
     small.addMove();
     large.addCopy(1.05);
-    if (storage.kind() == "disk") // the rest would take hours and show the disk
+    if (storage.kind() == "disk") // the rest takes long and shows little but the disk
         return;
     wide.addListings();
     wide.addDelete();
