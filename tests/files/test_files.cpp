@@ -331,7 +331,8 @@ private Q_SLOTS:
     void refusedPermissionsAreTold()
     {
         const AsOrdinaryUser user;
-        const Tree tree(QStringLiteral("locked/ locked/a unreadable/ unreadable/a S/ S/n/ S/n/a file none/"));
+        const Tree tree(
+            QStringLiteral("locked/ locked/a unreadable/ unreadable/a S/ S/n/ S/n/a file none/ W/ W/b"));
         QVERIFY(::chmod("locked", 0500) == 0 && ::chmod("unreadable", 0300) == 0 &&
                 ::chmod("S/n", 0300) == 0 && ::chmod("file", 0) == 0 && ::chmod("none", 0) == 0);
         const QString before = QStringLiteral("before");
@@ -349,13 +350,17 @@ private Q_SLOTS:
         QVERIFY(!DeleteFile(path("locked/a"), &error));
         QCOMPARE(error, file.errorString());
 
-        for (const char *command :
-             {"copy unreadable D", "empty unreadable", "delete locked", "move S D", "copy S E"})
+        for (const char *command : {"copy unreadable D", "empty unreadable", "delete locked", "move S D",
+                                    "copy S E", "empty locked", "rename locked/a b", "rename W/b locked/b",
+                                    "rename! W/b locked/a", "mv W/b locked/b", "mv! W/b locked/a",
+                                    "quick locked Q", "quick W locked", "copy W locked", "move W locked/D"})
             QVERIFY2(!run(path(command)), command);
+        QVERIFY(run(path("copyfiles W locked")));
+        QVERIFY(run(path("mv locked/a b"))); // though the source could not be removed
         QVERIFY(run(path("delete none")));
         QVERIFY(::chmod("unreadable", 0700) == 0 && ::chmod("S/n", 0700) == 0 &&
                 ::chmod("locked", 0700) == 0);
-        QCOMPARE(Tree::describe("S"), QStringLiteral("n/ n/a"));
+        QCOMPARE(Tree::describe("S") + Tree::describe("W"), QStringLiteral("n/ n/ab"));
         QCOMPARE(Tree::describe("unreadable") + Tree::describe("locked"), QStringLiteral("aa"));
     }
 

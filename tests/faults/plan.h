@@ -1,0 +1,33 @@
+#ifndef TESCORE_TESTS_FAULTS_PLAN_H
+#define TESCORE_TESTS_FAULTS_PLAN_H
+
+#include <atomic>
+#include <string_view>
+
+/// What a file system at hand may be unable to do.
+enum Feature { UnnamedFiles = 1, ExclusiveRename = 2, HardLinks = 4, KernelCopy = 8 };
+
+// Beside the error numbers: a struck call transfers less than it was asked to, or kills the process.
+constexpr int kShort = -1;
+constexpr int kKill = -2;
+
+/// Which system calls of this program and of all it loads fail: they pass through interpose.cpp first. In
+/// memory that a child process shares. Nothing fails while it is null.
+struct Plan
+{
+    std::atomic<bool> isArmed;
+    std::string_view kind;
+    int error;
+    bool isLasting; // the calls after the struck one fail too
+    unsigned lacking;
+    long at;
+    std::atomic<long> calls, struck;
+};
+
+constexpr std::string_view kKinds[] = {"open",  "read", "write",    "list",   "copy",    "stat",
+                                       "mkdir", "link", "rename",   "unlink", "reflink", "sync",
+                                       "chmod", "seek", "readlink", "close"};
+
+inline Plan *plan = nullptr;
+
+#endif
