@@ -38,11 +38,14 @@ define each_release
 	done
 endef
 
+# One after the other: each of them uses all cores.
+.NOTPARALLEL:
+
 # Every target that `make help` lists is a command, not a file.
 .PHONY: $(shell sed -n 's/^\([a-z0-9-]*\):.*\#\# .*/\1/p' Makefile)
 
 help: ## lists these targets
-	@sed -n 's/^\([a-z0-9-]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 26
+	@sed -n 's/^\([a-z0-9-]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 28
 
 example: ## builds the library and runs its main job on real input (SOURCE=, DESTINATION=)
 	tools/install-packages build
@@ -52,9 +55,14 @@ example: ## builds the library and runs its main job on real input (SOURCE=, DES
 	cd "$(DESTINATION)" && sha1sum --quiet --check MANIFEST.sha1 && echo "sha1sum agrees with the manifest."
 	build/release/examples/tour/tour
 
-check: ## builds and passes all tests, with Qt 5 and with Qt 6 (QT=)
+check: check-tests check-sanitizers lint check-abi docs ## what continuous integration runs (QT=)
+
+check-all: check check-x86 check-deb check-faults fuzz bench ## check, and what takes longer
+
+# Debug and release, GCC and Clang, Qt 5 and Qt 6; Clang's debug builds are the sanitizers'.
+check-tests: ## the tests in debug and release builds (QT=)
 	tools/install-packages build check translations $(qt6_packages)
-	$(MAKE) test PRESETS="$(call qt_presets,dev,qt6)"
+	$(MAKE) test PRESETS="$(call qt_presets,dev release clang,qt6 qt6-clang)"
 
 check-sanitizers: ## the tests under ASan, UBSan and TSan (QT=)
 	tools/install-packages build check translations $(qt6_packages)
@@ -84,7 +92,7 @@ fuzz: ## runs every fuzz target for SECONDS (60) each
 	tools/run-fuzz build/fuzz $(or $(SECONDS),60)
 
 lint: ## clang-format, clang-tidy, clazy and cppcheck over all C++ files
-	tools/install-packages build check translations lint
+	tools/install-packages build check translations bench lint
 	$(call build,lint)
 	tools/lint $(JOBS)
 
