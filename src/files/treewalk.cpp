@@ -6,7 +6,7 @@ namespace {
 
 // Links that lead to folders with further links can make a small tree endless in practice (thirty folders
 // with two links to the next make a thousand million paths). No real tree comes near this number.
-constexpr int kMostNestedLinks = 100'000;
+constexpr int kMostNestedLinks = 100000;
 
 } // namespace
 

@@ -25,7 +25,7 @@ struct Span
 
 // Twelve characters can ask for two thousand million ids. What one text may make us hold is bounded here, far
 // above what the applications store.
-constexpr qint64 mostIdsRead = 10'000'000;
+constexpr qint64 mostIdsRead = 10000000;
 
 constexpr qint64 largestId = std::numeric_limits<int>::max();
 
@@ -42,12 +42,12 @@ int readLeadingDigits(const QChar *group, unsigned *value)
 {
     quint64 lanes;
     std::memcpy(&lanes, group, sizeof lanes);
-    lanes ^= Q_UINT64_C(0x0030'0030'0030'0030); // A digit's lane now holds its value.
+    lanes ^= Q_UINT64_C(0x0030003000300030); // A digit's lane now holds its value.
 
     // Sets the top bit of every lane that is not 0 to 9; the masked addition cannot carry into the next lane.
     const quint64 others =
-        (((lanes & Q_UINT64_C(0x7FFF'7FFF'7FFF'7FFF)) + Q_UINT64_C(0x7FF6'7FF6'7FF6'7FF6)) | lanes) &
-        Q_UINT64_C(0x8000'8000'8000'8000);
+        (((lanes & Q_UINT64_C(0x7FFF7FFF7FFF7FFF)) + Q_UINT64_C(0x7FF67FF67FF67FF6)) | lanes) &
+        Q_UINT64_C(0x8000800080008000);
     const int count = others ? int(qCountTrailingZeroBits(others)) / 16 : 4;
     if (count > 0) {
         lanes <<= (4 - count) * 16; // Drops what follows the digits and puts zeros before them.

@@ -8,7 +8,7 @@ namespace {
 
 // More decimals than any double has digits, and few enough that Qt can format them: beyond some thousand
 // million it aborts the process.
-constexpr int mostDecimals = 1'000'000;
+constexpr int mostDecimals = 1000000;
 
 template <typename Number, typename Convert>
 QPair<Number, Number> readPair(const QString &text, bool *ok, Convert convert)
