@@ -19,6 +19,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
 namespace {
 
@@ -29,22 +30,26 @@ const char usage[] = "Usage: export [OPTIONS] SOURCE DESTINATION\n"
                      "  --straighten-quotes  typographic quotation marks become plain ones\n"
                      "  --locale=NAME    the language whose marks these are, such as de_DE (the system's)\n"
                      "  --archive        also packs the result into DESTINATION.tar\n"
-                     "  --archive-seconds=N  how long that may take (60)\n";
+                     "  --archive-seconds=N  how long that may take (60)\n"
+                     "  --lang=NAME      the language of the messages that come from the library\n";
 
 const char *const switches[] = {"--replace", "--straighten-quotes", "--archive"};
-const char *const values[] = {"--manifest=", "--rows=", "--locale=", "--archive-seconds="};
+const char *const values[] = {"--manifest=", "--rows=", "--locale=", "--archive-seconds=", "--lang="};
+
+// A text is held in memory as a whole; what is larger is left as it is.
+constexpr qint64 largestText = Q_INT64_C(512) * 1024 * 1024;
 
 struct Options
 {
     QString source;
     QString destination;
     QString manifest;
-    int rows = 0;
+    int rows = 20;
     bool replace = false;
     bool straighten = false;
     QLocale locale;
     bool archive = false;
-    int archiveSeconds = 0;
+    int archiveSeconds = 60;
 };
 
 /// One line of the manifest and of the table.
@@ -95,6 +100,18 @@ bool isOption(const QString &argument)
            std::any_of(std::begin(values), std::end(values), isValue);
 }
 
+/// Reads the number that an option gives, if it is given.
+Problem readNumber(const QString &option, int least, int most, int *number)
+{
+    const QString given = TESCoreApp::appArgValue(option);
+    if (given.isNull())
+        return Problem();
+    *number = TESCoreApp::appArgInt(option, -1);
+    if (*number >= least && *number <= most)
+        return Problem();
+    return QStringLiteral("%1 takes a number from %2 to %3").arg(option).arg(least).arg(most);
+}
+
 Problem readOptions(Options *options)
 {
     QStringList paths;
@@ -108,22 +125,37 @@ Problem readOptions(Options *options)
     if (paths.size() != 2 || paths.contains(QString()))
         return QStringLiteral("a source and a destination are needed");
     options->source = paths.first();
-    options->destination = paths.last();
+    // Each step is to see the same folder: taking ".." out of a path can lead elsewhere when there are links.
+    options->destination = QDir::cleanPath(paths.last());
     options->manifest =
         TESCoreApp::appArgValue(QStringLiteral("--manifest"), QStringLiteral("MANIFEST.sha1"));
-    options->rows = TESCoreApp::appArgInt(QStringLiteral("--rows"), 20);
-    options->replace = TESCoreApp::appArgContains(QStringLiteral("--replace"));
-    options->straighten = TESCoreApp::appArgContains(QStringLiteral("--straighten-quotes"));
     options->locale = QLocale(TESCoreApp::appArgValue(QStringLiteral("--locale"), QLocale::system().name()));
-    // Not appArgContains(), to which "--archive=..." would be the switch as well.
-    options->archive = QCoreApplication::arguments().contains(QLatin1String("--archive"));
-    options->archiveSeconds = TESCoreApp::appArgInt(QStringLiteral("--archive-seconds"), 60);
-    return Problem();
+    // Not appArgContains(), to which a path such as "replace=x" would be the switch as well.
+    options->replace = arguments.contains(QLatin1String("--replace"));
+    options->straighten = arguments.contains(QLatin1String("--straighten-quotes"));
+    options->archive = arguments.contains(QLatin1String("--archive"));
+    const Problem problem =
+        readNumber(QStringLiteral("--rows"), 0, std::numeric_limits<int>::max(), &options->rows);
+    if (!problem.isNull())
+        return problem;
+    constexpr int oneDay = 24 * 60 * 60;
+    return readNumber(QStringLiteral("--archive-seconds"), 1, oneDay, &options->archiveSeconds);
 }
 
 QString archivePath(const Options &options)
 {
     return QDir::cleanPath(QFileInfo(options.destination).absoluteFilePath()) + QStringLiteral(".tar");
+}
+
+/// What keeps the destination from being written.
+Problem checkDestination(const Options &options)
+{
+    const QFileInfo there(options.destination);
+    if (there.isSymLink() || (there.exists() && !there.isDir()))
+        return QStringLiteral("%1 is not a folder").arg(options.destination);
+    if (there.exists() && !isEmptyFolder(options.destination) && !options.replace)
+        return QStringLiteral("%1 is not empty; --replace replaces it").arg(options.destination);
+    return Problem();
 }
 
 /// Refuses what could lose something before anything is done.
@@ -141,14 +173,9 @@ Problem check(const Options &options)
     const QString destination = resolved(options.destination);
     if (isSameOrInside(source, destination) || isSameOrInside(destination, source))
         return QStringLiteral("%1 and %2 hold one another").arg(options.source, options.destination);
-    const QFileInfo there(options.destination);
-    if (there.isSymLink() || (there.exists() && !there.isDir()))
-        return QStringLiteral("%1 is not a folder").arg(options.destination);
-    if (there.exists() && !isEmptyFolder(options.destination) && !options.replace)
-        return QStringLiteral("%1 is not empty; --replace replaces it").arg(options.destination);
     if (options.archive && QFileInfo::exists(archivePath(options)))
         return QStringLiteral("%1 exists already").arg(archivePath(options));
-    return Problem();
+    return checkDestination(options);
 }
 
 bool isMarkedUtf8(const QByteArray &bytes)
@@ -159,9 +186,10 @@ bool isMarkedUtf8(const QByteArray &bytes)
 /// The codec of a text file that is to be normalised; null for any other file.
 const char *textCodec(const QByteArray &bytes)
 {
-    if (bytes.startsWith("\xff\xfe") && !bytes.startsWith(QByteArray("\xff\xfe\0\0", 4)))
+    const bool isUtf16 = bytes.size() % 2 == 0;
+    if (isUtf16 && bytes.startsWith("\xff\xfe") && !bytes.startsWith(QByteArray("\xff\xfe\0\0", 4)))
         return "UTF-16LE";
-    if (bytes.startsWith("\xfe\xff"))
+    if (isUtf16 && bytes.startsWith("\xfe\xff"))
         return "UTF-16BE";
     const QByteArray text = isMarkedUtf8(bytes) ? bytes.mid(3) : bytes;
     return !text.contains('\0') && QString::fromUtf8(text).toUtf8() == text ? "UTF-8" : nullptr;
@@ -171,6 +199,8 @@ const char *textCodec(const QByteArray &bytes)
 /// byte-order mark stays.
 Problem normalise(const QString &path, const Options &options, ExportedFile *file)
 {
+    if (QFileInfo(path).size() > largestText)
+        return Problem();
     QString error;
     const QByteArray bytes = TESCoreUtil::ReadBinaryFile(path, &error);
     if (bytes.isNull())
@@ -179,6 +209,8 @@ Problem normalise(const QString &path, const Options &options, ExportedFile *fil
     if (codec == nullptr)
         return Problem();
     const QString text = TESCoreUtil::ReadUnicodeTextFile(path, &error, codec);
+    if (text.isNull())
+        return error;
     QString normalised = TESCoreUtil::ConvertLineEndings(text);
     file->normalised = normalised != text;
     if (options.straighten) {
@@ -228,8 +260,8 @@ Problem writeManifest(const QString &path, const QVector<ExportedFile> &files)
     QByteArray manifest;
     for (const ExportedFile &file : files) {
         QByteArray name = QFile::encodeName(file.name);
-        const bool escaped = name.contains('\\') || name.contains('\n');
-        name.replace('\\', "\\\\").replace('\n', "\\n");
+        const bool escaped = name.contains('\\') || name.contains('\n') || name.contains('\r');
+        name.replace('\\', "\\\\").replace('\n', "\\n").replace('\r', "\\r");
         manifest += (escaped ? "\\" : "") + file.digest + "  " + name + '\n';
     }
     QString error;
@@ -237,18 +269,22 @@ Problem writeManifest(const QString &path, const QVector<ExportedFile> &files)
 }
 
 /// Moves the finished folder to its place. What it replaces goes last, and comes back if the move fails.
-Problem deliver(const QString &folder, const QString &destination)
+Problem deliver(const QString &folder, const Options &options)
 {
-    const QString path = QDir::cleanPath(destination);
+    // Once more: somebody may have put something there while the files were made ready.
+    const Problem problem = checkDestination(options);
+    if (!problem.isNull())
+        return problem;
+    const QString &path = options.destination;
     const bool replaces = QFileInfo::exists(path) && !isEmptyFolder(path);
     const QString former = replaces ? TESCoreUtil::GetUniqueFileName(path) : path;
     if (replaces && !TESCoreUtil::RenameFile(path, former))
-        return QStringLiteral("%1 cannot be replaced").arg(destination);
+        return QStringLiteral("%1 cannot be replaced").arg(path);
     if (!TESCoreUtil::MoveDirectory(folder, path)) {
         TESCoreUtil::DeleteFolderAndFiles(path);
         if (replaces && !TESCoreUtil::RenameFile(former, path))
-            return QStringLiteral("%1 cannot be written; what it held is in %2").arg(destination, former);
-        return QStringLiteral("%1 cannot be written").arg(destination);
+            return QStringLiteral("%1 cannot be written; what it held is in %2").arg(path, former);
+        return QStringLiteral("%1 cannot be written").arg(path);
     }
     if (replaces && !TESCoreUtil::DeleteFolderAndFiles(former))
         return QStringLiteral("part of what was replaced is still in %1").arg(former);
@@ -328,7 +364,7 @@ Problem run(const Options &options)
     if (problem.isNull())
         problem = writeManifest(QDir(scratch.path()).filePath(options.manifest), files);
     if (problem.isNull())
-        problem = deliver(scratch.path(), options.destination);
+        problem = deliver(scratch.path(), options);
     if (problem.isNull())
         show(options, files);
     if (problem.isNull() && options.archive)
