@@ -126,8 +126,9 @@ TESCORE_EXPORT QString CreateTemporaryCopy(const QString &path);
 /// \}
 /// \name Whole files
 /// There is no size limit but that of the result type and the memory; with Qt 5 the type holds files below
-/// 2 GiB, as text below 1 GiB. Only regular files are read, and only these and character devices (/dev/null)
-/// written; FIFOs, sockets and other devices are refused, so that nothing blocks.
+/// 2 GiB, and texts below 2^30 code units. While static objects are destroyed, when Qt's codecs are gone,
+/// UTF-8 stands for every other. Only regular files are read, and only these and character devices
+/// (/dev/null) written; FIFOs, sockets and other devices are refused, so that nothing blocks.
 /// \{
 
 /// Replaces the content of the file `path` by `text`, encoded by the QTextCodec named `codec` (null, or a

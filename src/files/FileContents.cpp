@@ -46,13 +46,6 @@ void expectLargeUse(void *memory, qint64 size)
     ::madvise(static_cast<char *>(memory) + start, std::size_t((size - start) / page * page), MADV_HUGEPAGE);
 }
 
-/// A first guess at what a read will give: files of /proc say 0, and a file may be growing.
-qint64 expectedSize(const Descriptor &file)
-{
-    struct stat status;
-    return ::fstat(file.get(), &status) == 0 ? qint64(status.st_size) : 0;
-}
-
 bool writeAll(const Descriptor &file, const QByteArray &bytes)
 {
     qint64 done = 0;
@@ -99,10 +92,15 @@ QByteArray readBytes(const Descriptor &file)
 /// The text of the rest of the file, or a null string and errno.
 QString readText(const Descriptor &file, QTextCodec *codec)
 {
+    if (codec == nullptr) {
+        const QByteArray bytes = readBytes(file);
+        return bytes.isNull() ? QString() : QString::fromUtf8(bytes);
+    }
     constexpr qint64 limit = capacityOf<QString>();
     const qint64 size = expectedSize(file);
+    // No codec takes more than four bytes for each code unit.
     errno = EFBIG;
-    if (size > limit)
+    if (size / 4 > limit)
         return QString();
 
     TextDecoder decoder(codec);
@@ -113,8 +111,9 @@ QString readText(const Descriptor &file, QTextCodec *codec)
         if (got < 0)
             return QString();
         if (text.isEmpty() && got == block.size()) {
-            text.reserve(decltype(text.size())(size));
-            expectLargeUse(text.data(), size * qint64(sizeof(QChar)));
+            const qint64 length = std::min(size, limit - 1);
+            text.reserve(decltype(text.size())(length));
+            expectLargeUse(text.data(), length * qint64(sizeof(QChar)));
         }
         const QString more = decoder.decode(block.constData(), int(got));
         errno = EFBIG;
@@ -166,10 +165,10 @@ auto readFile(const QString &path, QString *error, Read read) -> decltype(read(D
 bool TESCoreUtil::WriteUnicodeTextFile(const QString &text, const QString &path, QString *error,
                                        const char *codec)
 {
+    TextEncoder encoder(codecNamed(codec));
     const Descriptor file = openForWriting(path, O_CREAT | O_TRUNC, error);
     if (!file.isOpen())
         return false;
-    TextEncoder encoder(codecNamed(codec));
     for (QStringView rest = text; !rest.isEmpty();) {
         auto length = std::min<decltype(rest.size())>(rest.size(), blockSize);
         if (length < rest.size() && rest[length - 1].isHighSurrogate())

@@ -4,6 +4,7 @@
 #include "hardwaresha1_p.h"
 #include "openfile_p.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -11,14 +12,14 @@ namespace {
 
 using namespace TesCoreFiles;
 
-// Large enough that the system calls do not show, small enough to stay in the processor's second cache. The
-// kernel copies fastest to whole pages.
-constexpr std::size_t blockSize = std::size_t{256} * 1024;
-constexpr std::align_val_t pageSize{4096};
+// Large enough that the system calls do not show, small enough to stay in the processor's second cache.
+constexpr qint64 largestBlock = 256 * 1024;
+// The kernel copies fastest to whole pages.
+constexpr qint64 pageSize = 4096;
 
 struct FreeBlock
 {
-    void operator()(char *block) const { ::operator delete(block, pageSize); }
+    void operator()(char *block) const { ::operator delete(block, std::align_val_t(pageSize)); }
 };
 
 using Block = std::unique_ptr<char, FreeBlock>;
@@ -38,13 +39,17 @@ private:
 template <typename Hash>
 QByteArray digestOf(const Descriptor &file, Hash &&hash)
 {
-    const Block block(static_cast<char *>(::operator new(blockSize, pageSize)));
+    // One byte more than expected, so that the end shows in the same read. For a small file a large block
+    // would cost more than the digest: it comes from the kernel, and goes back to it.
+    const qint64 wanted = (expectedSize(file) + 1 + pageSize - 1) / pageSize * pageSize;
+    const qint64 size = std::min(wanted, largestBlock);
+    const Block block(static_cast<char *>(::operator new(std::size_t(size), std::align_val_t(pageSize))));
     for (;;) {
-        const qint64 got = readInto(file, block.get(), blockSize);
+        const qint64 got = readInto(file, block.get(), size);
         if (got < 0)
             return QByteArray();
         hash.add(block.get(), std::size_t(got));
-        if (got < qint64(blockSize))
+        if (got < size)
             return hash.result();
     }
 }

@@ -1,18 +1,17 @@
 #include <TesCore/TESCoreUtil.h>
 
 #include "nativepath_p.h"
+#include "place_p.h"
 
 #include <QFile>
 #include <QFileInfo>
-
-#include <sys/stat.h>
 
 namespace {
 
 bool isTaken(const QByteArray &native)
 {
     struct stat status;
-    return !native.isNull() && ::stat(native.constData(), &status) == 0;
+    return !native.isNull() && TesCoreFiles::Place(native).status(&status);
 }
 
 bool isTaken(const QString &path)

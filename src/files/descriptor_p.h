@@ -2,6 +2,7 @@
 #define TESCORE_DESCRIPTOR_P_H
 
 #include <cerrno>
+#include <cstdio>
 #include <utility>
 
 #include <sys/types.h>
@@ -46,6 +47,17 @@ public:
 
 private:
     int m_fd = -1;
+};
+
+/// The path under which the kernel shows what a descriptor of this process is open for.
+class DescriptorPath
+{
+public:
+    explicit DescriptorPath(int fd) { std::snprintf(m_text, sizeof m_text, "/proc/self/fd/%d", fd); }
+    const char *text() const { return m_text; }
+
+private:
+    char m_text[sizeof "/proc/self/fd/" + 12];
 };
 
 /// Runs a system call again for as long as a signal interrupts it.

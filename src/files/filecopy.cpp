@@ -5,8 +5,6 @@
 #include <QByteArray>
 #include <QUuid>
 
-#include <cstdio>
-
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/sendfile.h>
@@ -39,8 +37,7 @@ bool sync(int fd)
 
 Descriptor openLooked(int folder, const char *name, int flags, struct stat *info)
 {
-    Descriptor file(retrying(
-        [&] { return ::openat(folder, name, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | flags); }));
+    Descriptor file = openFile(folder, name, O_RDONLY | flags);
     if (!file.isOpen() || (::fstat(file.get(), info) == 0 && S_ISREG(info->st_mode)))
         return file;
     errno = EINVAL;
@@ -229,9 +226,7 @@ bool FileCopy::link(int copy, int folder, const char *name)
     if (m_canLinkDescriptor && errno == EEXIST)
         return false;
     // Without the capability that the short way wants, the file is reached through its descriptor's entry.
-    char path[sizeof "/proc/self/fd/" + 12];
-    std::snprintf(path, sizeof path, "/proc/self/fd/%d", copy);
-    if (::linkat(AT_FDCWD, path, folder, name, AT_SYMLINK_FOLLOW) != 0)
+    if (::linkat(AT_FDCWD, DescriptorPath(copy).text(), folder, name, AT_SYMLINK_FOLLOW) != 0)
         return false;
     m_canLinkDescriptor = false;
     return true;

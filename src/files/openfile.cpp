@@ -1,11 +1,9 @@
 #include "openfile_p.h"
 
 #include "nativepath_p.h"
+#include "place_p.h"
 
 #include <QIODevice>
-
-#include <fcntl.h>
-#include <sys/stat.h>
 
 namespace TesCoreFiles {
 
@@ -32,15 +30,16 @@ Descriptor openNative(const QByteArray &native, int flags, Refusal refusal)
         return Descriptor();
     // Opening a device can act on it, and opening a FIFO wakes its other end: they are left alone. A folder
     // goes on, since its permissions decide which error it gives.
+    const Place place(native);
     struct stat status;
-    if (::stat(native.constData(), &status) == 0 && !S_ISDIR(status.st_mode) &&
-        refusal(status.st_mode) != 0) {
+    if (place.status(&status) && !S_ISDIR(status.st_mode) && refusal(status.st_mode) != 0) {
         errno = refusal(status.st_mode);
         return Descriptor();
     }
-    // O_NONBLOCK, and the second look, because the entry may have been replaced in between.
-    const int allFlags = flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    Descriptor file(retrying([&] { return ::open(native.constData(), allFlags, 0666); }));
+    if (!place.isReached())
+        return Descriptor();
+    // The second look, because the entry may have been replaced in between.
+    Descriptor file = openFile(place.folder(), place.name(), flags);
     if (!file.isOpen() || ::fstat(file.get(), &status) != 0)
         return Descriptor();
     errno = refusal(status.st_mode);
@@ -78,6 +77,12 @@ Descriptor openForReading(const QString &path, QString *error)
 Descriptor openForWriting(const QString &path, int flags, QString *error)
 {
     return openOrTell(path, flags | O_WRONLY, refusalToWrite, error);
+}
+
+qint64 expectedSize(const Descriptor &file)
+{
+    struct stat status;
+    return ::fstat(file.get(), &status) == 0 ? qint64(status.st_size) : 0;
 }
 
 qint64 readInto(const Descriptor &file, char *buffer, qint64 size)

@@ -16,6 +16,9 @@ Descriptor openForReading(const QString &path, QString *error = nullptr);
 /// to happen to what is there: O_CREAT | O_TRUNC, O_CREAT | O_EXCL, O_APPEND and so on.
 Descriptor openForWriting(const QString &path, int flags, QString *error = nullptr);
 
+/// A first guess at what reading will give: files of /proc say 0, and a file may be growing.
+qint64 expectedSize(const Descriptor &file);
+
 /// Fills the buffer as far as the file goes. The number of bytes, or -1 and errno.
 qint64 readInto(const Descriptor &file, char *buffer, qint64 size);
 

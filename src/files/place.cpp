@@ -74,6 +74,24 @@ Entry::Entry(const QByteArray &path)
     name = path.mid(slash + 1);
 }
 
+Descriptor openFile(int folder, const char *name, int flags)
+{
+    constexpr int always = O_CLOEXEC | O_NOCTTY;
+    constexpr mode_t newFile = 0666; // less the umask
+    Descriptor file(retrying([&] { return ::openat(folder, name, flags | always | O_NONBLOCK, newFile); }));
+    if (file.isOpen() || errno != EWOULDBLOCK)
+        return file;
+    // What is held by a descriptor is the same file when it is opened to wait.
+    const Descriptor entry(::openat(folder, name, O_PATH | O_CLOEXEC | (flags & O_NOFOLLOW)));
+    struct stat info;
+    if (!entry.isOpen() || ::fstat(entry.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+        errno = EWOULDBLOCK;
+        return Descriptor();
+    }
+    const int waiting = (flags & ~(O_CREAT | O_NOFOLLOW)) | always;
+    return Descriptor(retrying([&] { return ::open(DescriptorPath(entry.get()).text(), waiting); }));
+}
+
 bool meansMissing(int errorNumber)
 {
     return errorNumber == ENOENT || errorNumber == ENOTDIR || errorNumber == ELOOP ||

@@ -55,6 +55,11 @@ struct Entry
     const char *nameData() const { return name.constData(); }
 };
 
+/// Opens a file, not waiting for what blocks by nature, such as the other end of a FIFO. It waits for those
+/// who hold a lease on a regular file, as file servers do: the kernel makes them give it up in time. Not
+/// open, and errno set, after a failure.
+Descriptor openFile(int folder, const char *name, int flags);
+
 /// Whether an error number says that nothing is there, rather than that it could not be found out.
 bool meansMissing(int errorNumber);
 

@@ -55,6 +55,8 @@ QString TextDecoder::finish()
 
 QByteArray TextEncoder::encode(QStringView block)
 {
+    if (m_codec == nullptr)
+        return block.toUtf8();
     switch (m_codec->mibEnum()) {
     case utf32:
         return encodeUtf32(block, Q_BYTE_ORDER == Q_BIG_ENDIAN);
@@ -70,7 +72,7 @@ QByteArray TextEncoder::encode(QStringView block)
 QByteArray TextEncoder::finish()
 {
     // Half of a surrogate pair, or the last bits of UTF-7, which would be lost: a line feed brings them out.
-    if (m_state.remainingChars == 0 && m_codec->mibEnum() != utf7)
+    if (m_codec == nullptr || (m_state.remainingChars == 0 && m_codec->mibEnum() != utf7))
         return QByteArray();
     const QChar lineFeed = QLatin1Char('\n');
     QByteArray bytes = m_codec->fromUnicode(&lineFeed, 1, &m_state);

@@ -8,10 +8,11 @@
 
 namespace TesCoreFiles {
 
-/// The codec of that name; UTF-8 for null, the locale's for a name that is not known.
+/// The codec of that name; UTF-8 for null, the locale's for a name that is not known. Null while static
+/// objects are destroyed, when Qt's codecs are gone.
 QTextCodec *codecNamed(const char *name);
 
-/// Decodes a text that arrives in blocks.
+/// Decodes a text that arrives in blocks. The codec must not be null.
 class TextDecoder
 {
 public:
@@ -29,7 +30,7 @@ private:
     bool m_started = false;
 };
 
-/// Encodes a text in blocks, without a byte-order mark.
+/// Encodes a text in blocks, without a byte-order mark. A null codec stands for UTF-8.
 class TextEncoder
 {
 public:

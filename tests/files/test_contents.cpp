@@ -9,6 +9,10 @@
 #include <QTest>
 #include <QTextCodec>
 
+#include <csignal>
+
+#include <fcntl.h>
+
 using namespace TESCoreUtil;
 
 namespace {
@@ -17,6 +21,7 @@ const QString file = QStringLiteral("file");
 // Where replacing a file again and again does not wait for a disk.
 const QString memory = QStringLiteral("/dev/shm");
 const QString untouched = QStringLiteral("untouched");
+int leased = -1;
 
 QStringList words(const char *text)
 {
@@ -117,6 +122,23 @@ private Q_SLOTS:
         QCOMPARE(GetUniqueFileName(withNul), withNul);
     }
 
+    void aLeaseIsWaitedFor()
+    {
+        const Tree tree(file, memory);
+        leased = ::open("file", O_RDONLY);
+        ::signal(SIGIO, [](int) { ::fcntl(leased, F_SETLEASE, F_UNLCK); });
+        const auto lease = [] { return ::fcntl(leased, F_SETLEASE, F_WRLCK) == 0; };
+        QVERIFY(lease() && ReadBinaryFile(file) == "file");
+        ::close(leased);
+        leased = ::open("file", O_RDONLY);
+        QVERIFY(lease() && WriteBinaryFile("x", file));
+        ::close(leased);
+        leased = ::open("file", O_RDONLY);
+        QVERIFY(lease() && MoveFile(file, untouched));
+        ::close(leased);
+        ::signal(SIGIO, SIG_DFL);
+    }
+
     void aReadThatFailsGivesNothing()
     {
         // Nothing is mapped where this file begins.
@@ -194,6 +216,8 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("bytesCodecText");
         QTest::newRow("a mark is no text") << words("efbbbf61|UTF-8|a");
         QTest::newRow("UTF-16, little end first") << words("fffe6100|UTF-8|a");
+        QTest::newRow("half a code unit") << words("fffe610062|UTF-8|a\uFFFD");
+        QTest::newRow("a mark alone") << words("efbbbf|UTF-8|");
         QTest::newRow("half a UTF-8 character") << words("61e697|UTF-8|a\uFFFD");
         QTest::newRow("half a Shift_JIS character") << words("6193|Shift_JIS|a\uFFFD");
         const auto locale = QTextCodec::codecForLocale()->toUnicode("\xc3\xa4");

@@ -8,7 +8,6 @@
 
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 namespace fs = std::filesystem;
 
@@ -75,19 +74,6 @@ class TestHostile : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void aStaticTemporaryFolderMayOutliveThePool()
-    {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            // Made before the pool (no other test may come first), and so destroyed after it.
-            static const TESTempFolder folder(false, true);
-            QThreadPool::globalInstance()->start([] {});
-            std::exit(0);
-        }
-        int status = -1;
-        QVERIFY(::waitpid(child, &status, 0) == child && status == 0);
-    }
-
     void aFullTargetCostsNothing()
     {
         const Tree tree(text("T/ S/ S/a S/large=") + QString(1 << 20, QLatin1Char('x')), text("/dev/shm"));
