@@ -31,9 +31,10 @@ const char usage[] = "Usage: export [OPTIONS] SOURCE DESTINATION\n"
                      "  --locale=NAME    the language whose marks these are, such as de_DE (the system's)\n"
                      "  --archive        also packs the result into DESTINATION.tar\n"
                      "  --archive-seconds=N  how long that may take (60)\n"
+                     "  --verbosetesprocess  reports how tar ended\n"
                      "  --lang=NAME      the language of the messages that come from the library\n";
 
-const char *const switches[] = {"--replace", "--straighten-quotes", "--archive"};
+const char *const switches[] = {"--replace", "--straighten-quotes", "--archive", "--verbosetesprocess"};
 const char *const values[] = {"--manifest=", "--rows=", "--locale=", "--archive-seconds=", "--lang="};
 
 // A text is held in memory as a whole; what is larger is left as it is.
@@ -129,7 +130,10 @@ Problem readOptions(Options *options)
     options->destination = QDir::cleanPath(paths.last());
     options->manifest =
         TESCoreApp::appArgValue(QStringLiteral("--manifest"), QStringLiteral("MANIFEST.sha1"));
-    options->locale = QLocale(TESCoreApp::appArgValue(QStringLiteral("--locale"), QLocale::system().name()));
+    const QString locale = TESCoreApp::appArgValue(QStringLiteral("--locale"), QLocale::system().name());
+    options->locale = QLocale(locale);
+    if (options->locale.language() == QLocale::C && locale != QLatin1String("C"))
+        return QStringLiteral("%1 is no --locale such as de_DE").arg(locale);
     // Not appArgContains(), to which a path such as "replace=x" would be the switch as well.
     options->replace = arguments.contains(QLatin1String("--replace"));
     options->straighten = arguments.contains(QLatin1String("--straighten-quotes"));
@@ -144,7 +148,7 @@ Problem readOptions(Options *options)
 
 QString archivePath(const Options &options)
 {
-    return QDir::cleanPath(QFileInfo(options.destination).absoluteFilePath()) + QStringLiteral(".tar");
+    return QFileInfo(options.destination).absoluteFilePath() + QStringLiteral(".tar");
 }
 
 /// What keeps the destination from being written.
@@ -297,20 +301,25 @@ QString quoted(QString word)
     return QLatin1Char('"') + word.replace(QLatin1Char('"'), QLatin1String("\"\"\"")) + QLatin1Char('"');
 }
 
-/// Packs the finished folder. Where tar fails the folder stays, and what tar has made so far goes.
-Problem pack(const Options &options)
+/// Packs the finished folder. Where tar fails the folder stays, and what tar has made so far goes. tar writes
+/// to a file of its own, since it would replace whatever has come to stand in its way.
+Problem pack(const Options &options, const QString &scratch)
 {
-    const QFileInfo folder(QDir::cleanPath(QFileInfo(options.destination).absoluteFilePath()));
+    const QFileInfo folder(QFileInfo(options.destination).absoluteFilePath());
     const QString path = archivePath(options);
+    const QString made = scratch + QStringLiteral(".tar");
     const TESProcess::Result result =
         TESProcess::executeProcess(QStringLiteral("tar --create --file=%1 --directory=%2 -- %3")
-                                       .arg(quoted(path), quoted(folder.path()), quoted(folder.fileName())),
+                                       .arg(quoted(made), quoted(folder.path()), quoted(folder.fileName())),
                                    options.archiveSeconds * 1000);
-    if (result.processError == QProcess::UnknownError && result.exitCode == 0) {
+    const bool isMade = result.processError == QProcess::UnknownError && result.exitCode == 0;
+    if (isMade && TESCoreUtil::MoveFile(made, path)) {
         out() << "Packed into " << path << ", " << QFileInfo(path).size() << " bytes\n";
         return Problem();
     }
-    TESCoreUtil::DeleteFile(path);
+    TESCoreUtil::DeleteFile(made);
+    if (isMade)
+        return QStringLiteral("no archive: %1 exists already or cannot be written").arg(path);
     return QStringLiteral("no archive: tar ended with %1 and exit code %2. %3")
         .arg(TESProcess::toString(result.processError), QString::number(result.exitCode),
              QString::fromLocal8Bit(result.stdErr).trimmed());
@@ -368,7 +377,7 @@ Problem run(const Options &options)
     if (problem.isNull())
         show(options, files);
     if (problem.isNull() && options.archive)
-        problem = pack(options);
+        problem = pack(options, scratch.path());
     return problem;
 }
 
