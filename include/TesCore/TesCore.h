@@ -4,7 +4,6 @@
 /// \file TesCore.h
 /// Who runs, where, and with which command line: the assertion hook (`Tessarine`), the identity of
 /// application, user and platform (`TesCore`) and the command line (`TESCoreApp`).
-
 ///
 /// \code
 /// if (TESCoreApp::appArgContains(QStringLiteral("help")))

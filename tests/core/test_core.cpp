@@ -119,6 +119,8 @@ private Q_SLOTS:
         row("a negative number", "--N=-3 --verbose=1", "n", "-3 -3 110");
         row("the name goes everywhere", "--n=1--N=2", "n", "12 12 110");
         row("letters count when alone", "--foo -V -vv foo", "--Foo", "null en 7 10");
+        row("a bare one with a value", "foo=1", "-foo", "null en 7 100");
+        row("the program's own path", "80", "PROGRAM", "80 80 110");
         row("but not with a value", "-foo=1 -v=", "--Foo", "null en 7 100");
     }
 
@@ -126,6 +128,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, arguments);
         QFETCH(QString, name);
+        name.replace(QStringLiteral("PROGRAM"), QCoreApplication::applicationFilePath());
         QTEST(ask(name, arguments), "found");
     }
 
