@@ -40,24 +40,6 @@ bool isSpecial(mode_t mode)
     return !S_ISREG(mode) && !S_ISDIR(mode);
 }
 
-/// Whether removing `destination` would leave `source` without its content: both name one entry, or `source`
-/// is a link that leads through `destination` or ends there. True too when that cannot be found out.
-bool wouldDestroy(const QByteArray &source, const struct stat &destination)
-{
-    struct stat own;
-    QByteArray path = source;
-    for (int links = 0; links <= kMostLinks && !path.isNull(); ++links) {
-        if (!Place(path).ownStatus(&own))
-            return !meansMissing(errno);
-        if (FileId(own) == FileId(destination))
-            return links > 0 || own.st_nlink == 1;
-        if (!S_ISLNK(own.st_mode))
-            return false;
-        path = linkTarget(path);
-    }
-    return true;
-}
-
 /// Whether two paths name one entry. True too when that cannot be found out.
 bool isSameEntry(const Entry &a, const Entry &b)
 {
@@ -66,6 +48,53 @@ bool isSameEntry(const Entry &a, const Entry &b)
     struct stat folderOfA, folderOfB;
     const bool areKnown = ::fstat(a.folderFd(), &folderOfA) == 0 && ::fstat(b.folderFd(), &folderOfB) == 0;
     return !areKnown || FileId(folderOfA) == FileId(folderOfB);
+}
+
+/// Whether removing `destination`, whose status is `old`, would leave `source` without its content: both name
+/// one entry, or `source` is a link that leads through `destination` or ends there. True too when that cannot
+/// be found out.
+bool wouldDestroy(const QByteArray &source, const Entry &destination, const struct stat &old)
+{
+    struct stat own;
+    QByteArray path = source;
+    for (int links = 0; links <= kMostLinks && !path.isNull(); ++links) {
+        if (!Place(path).ownStatus(&own))
+            return !meansMissing(errno);
+        // Of a file with several names another one keeps the content.
+        if (FileId(own) == FileId(old))
+            return own.st_nlink == 1 || isSameEntry(Entry(path), destination);
+        if (!S_ISLNK(own.st_mode))
+            return false;
+        path = linkTarget(path);
+    }
+    return true;
+}
+
+/// Puts the folder `from` in the place of the file `to`, onto which it cannot be renamed: the two change
+/// places, and then the file goes. Where the file system cannot do that the file goes aside first.
+bool replaceByFolder(const Entry &from, const Entry &to)
+{
+    const auto exchange = [&](const char *name) {
+        return ::renameat2(from.folderFd(), name, to.folderFd(), to.nameData(), RENAME_EXCHANGE) == 0;
+    };
+    if (exchange(from.nameData())) {
+        const QByteArray file = entryPath(from.name); // a slash after the folder's name would refuse the file
+        if (::unlinkat(from.folderFd(), file.constData(), 0) == 0)
+            return true;
+        exchange(file.constData());
+        return false;
+    }
+    const QByteArray aside = draftName();
+    if ((errno != EINVAL && errno != ENOSYS) ||
+        !renameExclusively(to.folderFd(), to.nameData(), to.folderFd(), aside.constData()))
+        return false;
+    if (renameExclusively(from.folderFd(), from.nameData(), to.folderFd(), to.nameData())) {
+        if (::unlinkat(to.folderFd(), aside.constData(), 0) == 0)
+            return true;
+        renameExclusively(to.folderFd(), to.nameData(), from.folderFd(), from.nameData());
+    }
+    renameExclusively(to.folderFd(), aside.constData(), to.folderFd(), to.nameData());
+    return false;
 }
 
 /// Puts `from` in the place of the existing file `to`, which is there until that has happened.
@@ -79,13 +108,7 @@ bool replaceEntry(const Entry &from, const Entry &to, const struct stat &source)
                    .copy(from.folderFd(), from.nameData(), to.folderFd(), to.nameData(), Existing::Replace) &&
                removeUnchanged(from.folderFd(), from.nameData(), Snapshot(source));
     }
-    // A folder cannot be renamed onto a file: the two change places, and then the file goes.
-    if (::renameat2(from.folderFd(), from.nameData(), to.folderFd(), to.nameData(), RENAME_EXCHANGE) != 0)
-        return false;
-    if (::unlinkat(from.folderFd(), from.nameData(), 0) == 0)
-        return true;
-    ::renameat2(from.folderFd(), from.nameData(), to.folderFd(), to.nameData(), RENAME_EXCHANGE);
-    return false;
+    return replaceByFolder(from, to);
 }
 
 /// Whether a file could be created at `path`, where nothing exists: by creating it without a name, which
@@ -143,7 +166,7 @@ bool RenameFile(const QString &source, const QString &destination, bool overwrit
     }
     struct stat old, own;
     if (!overwrite || !Place(toPath).ownStatus(&old) || S_ISDIR(old.st_mode) ||
-        !Place(fromPath).ownStatus(&own) || isSameEntry(from, to) || wouldDestroy(fromPath, old))
+        !Place(fromPath).ownStatus(&own) || isSameEntry(from, to) || wouldDestroy(fromPath, to, old))
         return false;
     // Two names of one file: a rename would keep both.
     if (FileId(old) == FileId(own))
@@ -163,7 +186,7 @@ bool MoveFile(const QString &source, const QString &destination, bool overwrite)
     if (!from.folder.isOpen() || !to.folder.isOpen() || !Place(fromPath).ownStatus(&own))
         return false;
     const bool replaces = overwrite && exists(toPath) && Place(toPath).ownStatus(&old);
-    if (replaces && (isSameEntry(from, to) || wouldDestroy(fromPath, old)))
+    if (replaces && (isSameEntry(from, to) || wouldDestroy(fromPath, to, old)))
         return false;
 
     FileCopy copier(Durability::Durable);
@@ -202,6 +225,8 @@ bool IsWritable(const QString &path, QString *error)
             return isAccessible(place, W_OK) || failed(error);
         return openForWriting(path, O_APPEND, error).isOpen();
     }
+    if (errno == ELOOP)
+        return failed(error);
     // A link whose target is missing: the file would be created where it leads.
     for (int links = 0; links < kMostLinks && Place(native).ownStatus(&info) && S_ISLNK(info.st_mode);
          ++links)

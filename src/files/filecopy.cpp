@@ -82,17 +82,6 @@ void setPermissions(int file, mode_t mode)
         ::fchmod(file, mode); // not every file system has permissions to set; the content is what counts
 }
 
-/// Runs `publish`; where the name is taken by a file that may be replaced, once more after its removal.
-template <typename Publish>
-bool publishing(int folder, const char *name, Existing existing, Publish publish)
-{
-    if (publish())
-        return true;
-    if (errno != EEXIST || existing == Existing::Keep)
-        return false;
-    return isFile(folder, name) && ::unlinkat(folder, name, 0) == 0 && publish();
-}
-
 bool isUnsupported(int errorNumber)
 {
     return errorNumber == EINVAL || errorNumber == ENOSYS || errorNumber == EOPNOTSUPP ||
@@ -126,6 +115,11 @@ bool renameOntoPlaceholder(int fromFolder, const char *from, int toFolder, const
 
 } // namespace
 
+QByteArray draftName()
+{
+    return '.' + QUuid::createUuid().toByteArray().mid(1, 36);
+}
+
 Descriptor openUnnamed(int folder, mode_t mode)
 {
     return Descriptor(
@@ -157,7 +151,8 @@ bool FileCopy::copyUnnamed(int source, const struct stat &info, int toFolder, co
     }
     if (!finish(source, info, copy.get()))
         return false;
-    if (publishing(toFolder, to, existing, [&] { return link(copy.get(), toFolder, to); }))
+    if (link(copy.get(), toFolder, to) ||
+        (errno == EEXIST && existing == Existing::Replace && replace(copy.get(), toFolder, to)))
         return settle(std::move(copy), toFolder, to, existing);
     m_canStayUnnamed = errno != ENOENT && !isUnsupported(errno);
     return false;
@@ -168,13 +163,15 @@ bool FileCopy::copyUnderDraftName(int source, const struct stat &info, int toFol
 {
     if (::lseek(source, 0, SEEK_SET) != 0)
         return false;
-    const QByteArray draft = '.' + QUuid::createUuid().toByteArray().mid(1, 36);
+    const QByteArray draft = draftName();
     Descriptor copy(::openat(toFolder, draft.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!copy.isOpen())
         return false;
-    if (finish(source, info, copy.get()) && publishing(toFolder, to, existing, [&] {
-            return renameExclusively(toFolder, draft.constData(), toFolder, to);
-        }))
+    const auto publish = [&] {
+        return existing == Existing::Replace ? ::renameat(toFolder, draft.constData(), toFolder, to) == 0
+                                             : renameExclusively(toFolder, draft.constData(), toFolder, to);
+    };
+    if (finish(source, info, copy.get()) && publish())
         return settle(std::move(copy), toFolder, to, existing);
     removeKeepingErrno(toFolder, draft.constData(), 0);
     return false;
@@ -230,6 +227,18 @@ bool FileCopy::link(int copy, int folder, const char *name)
         return false;
     m_canLinkDescriptor = false;
     return true;
+}
+
+/// Puts the unnamed file `copy` in the place of a file: a link cannot do that, but a rename can.
+bool FileCopy::replace(int copy, int folder, const char *name)
+{
+    const QByteArray draft = draftName();
+    if (!link(copy, folder, draft.constData()))
+        return false;
+    if (::renameat(folder, draft.constData(), folder, name) == 0)
+        return true;
+    removeKeepingErrno(folder, draft.constData(), 0);
+    return false;
 }
 
 /// Goes as far as the kernel can. Both offsets then stand where it stopped: writeBlocks() goes on from there

@@ -7,8 +7,8 @@
 
 namespace TesCoreFiles {
 
-/// What a copy does about an entry that has the name already. Replace removes a file once the copy is
-/// complete.
+/// What a copy does about an entry that has the name already. Replace puts the complete copy in the place of
+/// a file in one step.
 enum class Existing { Keep, Replace };
 /// ListedFile: a listing has just told that the entry is a regular file itself, and no link to one.
 enum class Known { Nothing, ListedFile };
@@ -36,6 +36,7 @@ private:
     bool writeExtents(int source, const struct stat &info, int copy);
     bool writeBlocks(int source, const struct stat &info, int copy);
     bool link(int copy, int folder, const char *name);
+    bool replace(int copy, int folder, const char *name);
 
     bool copyUnnamed(int source, const struct stat &info, int toFolder, const char *to, Existing existing);
     bool copyUnderDraftName(int source, const struct stat &info, int toFolder, const char *to,
@@ -49,6 +50,9 @@ private:
     bool m_canLinkDescriptor = true;
     std::unique_ptr<char[]> m_block;
 };
+
+/// A name for what is not complete, or has to stand aside: hidden, and nobody else's.
+QByteArray draftName();
 
 /// Makes a file in `folder` that has no name, and vanishes by itself unless it is given one. Not open, and
 /// errno set, where that failed or the file system cannot do it.

@@ -27,8 +27,9 @@ constexpr unsigned kSecondsToHang = 20;
 constexpr long kLeastFaults = 2000, kLeastKills = 200;
 
 // Atomic: false means that nothing has changed. Unsure: true says nothing. Torn: stopped midway it leaves
-// what was done so far. Twice: true also when the source could not be removed.
-enum Trait { Plain = 0, Atomic = 1, Unsure = 2, Torn = 4, Twice = 8 };
+// what was done so far. Twice: true also when the source could not be removed. Replaces: the destination is
+// there at any time, and a killed process may leave a draft.
+enum Trait { Plain = 0, Atomic = 1, Unsure = 2, Torn = 4, Twice = 8, Replaces = 16 };
 
 struct Operation
 {
@@ -43,14 +44,14 @@ constexpr Operation kOperations[] = {
     {"a b", "unlink a", Atomic},
     {"a", "unlink @a", Atomic},
     {"a/ a/x b", "rename! a b", Atomic | Torn},
-    {"a b", "rename! a b", Atomic},
+    {"a b", "rename! a b", Atomic | Replaces},
     {"a->b b->o o", "rename! a b", Atomic},
     {"a", "rename! a ./a", Atomic},
     {"big", "rename big far/a", Atomic},
-    {"big far/b", "rename! big far/b", Plain},
+    {"big far/b", "rename! big far/b", Replaces},
     {"big", "mv big b", Atomic | Twice},
-    {"big b", "mv! big b", Twice},
-    {"holes far/b", "mv! holes far/b", Twice},
+    {"big b", "mv! big b", Twice | Replaces},
+    {"holes far/b", "mv! holes far/b", Twice | Replaces},
     {"a->o o", "mv a c", Atomic | Twice},
     {"a->o o", "mv! a o", Atomic},
     {"S/ S/a S/b/ S/b/c D/ D/x", "quick S D", Plain},
@@ -191,11 +192,21 @@ const char *violation(const Operation &operation, const Words &before, const Out
             return "something outside has changed";
     }
 
-    // Drafts, probes and placeholders, which only a poor file system needs, stay when they cannot be removed.
-    const bool cannotTidy = plan->kind == "unlink" && (plan->isLasting || plan->lacking != 0);
-    const bool isUntidy = cannotTidy || (isKilled && plan->lacking != 0);
-    // A copy stays when its source can no longer be seen.
-    const bool isBlind = plan->kind == "stat" && plan->isLasting;
+    const QString destination = QString::fromLatin1(operation.command).section(QLatin1Char(' '), -1);
+    const auto isDestination = [&](const QString &word) {
+        return word == destination || word.startsWith(destination + QLatin1Char('='));
+    };
+    if ((operation.traits & Replaces) && std::none_of(now.after.begin(), now.after.end(), isDestination))
+        return "what is replaced is gone";
+
+    // Drafts, probes and placeholders, which else only a poor file system needs, stay when they cannot be
+    // removed.
+    const bool hasDraft = plan->lacking != 0 || (operation.traits & Replaces);
+    const bool cannotTidy = plan->kind == "unlink" && (plan->isLasting || hasDraft);
+    const bool isUntidy = cannotTidy || (isKilled && hasDraft);
+    // A copy stays when its source can no longer be seen, and a file aside when nothing can be renamed any
+    // more.
+    const bool cannotUndo = (plan->kind == "stat" || plan->kind == "rename") && plan->isLasting;
     // A link whose target may not be looked up is as good as dangling.
     const bool hidesLinks = plan->kind == "stat" && plan->error == EACCES && strstr(operation.before, "->");
     const bool isSure = !(operation.traits & Unsure) && !isUntidy && !hidesLinks;
@@ -208,7 +219,7 @@ const char *violation(const Operation &operation, const Words &before, const Out
         return "a descriptor is left";
     if (now.answer && isSure && (!sound.answer || now.after != expected))
         return "true, but not complete";
-    if (!now.answer && (operation.traits & Atomic) && !isUntidy && !isBlind && now.after != before)
+    if (!now.answer && (operation.traits & Atomic) && !isUntidy && !cannotUndo && now.after != before)
         return "false, but something has changed";
     if (plan->error == kShort && (now.answer != sound.answer || now.after != sound.after))
         return "a short transfer is taken for the end";
