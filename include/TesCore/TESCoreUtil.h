@@ -49,17 +49,17 @@ TESCORE_EXPORT QString CreateUUID();
 TESCORE_EXPORT bool DeleteFile(const QString &path, QString *error = nullptr);
 
 /// Renames the file or folder `source`. An existing `destination` is replaced only with `overwrite`, and
-/// never when it is a folder. Refused, with nothing changed, when replacing it would destroy the source: both
-/// name the same entry, or `source` is a link that leads to `destination`. Across file systems a file is
-/// copied, made durable (fsync) and only then removed; a folder is refused. A rename that fails leaves both
-/// where they were.
+/// never when it is a folder or a link into nothing. Refused, with nothing changed, when replacing it would
+/// destroy the source: both name the same entry, or `source` is a link that leads to `destination`. Across
+/// file systems a file is copied, made durable (fsync) and only then removed; a folder is refused. A rename
+/// that fails leaves both where they were.
 TESCORE_EXPORT bool RenameFile(const QString &source, const QString &destination, bool overwrite = false);
 
 /// Copies the file `source` to `destination` and removes `source` once the copy is durable (fsync). True when
 /// the copy succeeded, even if `source` could not be removed and now exists twice. An existing file at
-/// `destination` is replaced only with `overwrite`, only after the new content is complete, and never when
-/// that would destroy the source (see RenameFile()). Links are followed: the content is copied. Only regular
-/// files are moved.
+/// `destination` is replaced only with `overwrite`, in one step when the new content is complete, and never
+/// when that would destroy the source (see RenameFile()). Links are followed: the content is copied. Only
+/// regular files are moved.
 TESCORE_EXPORT bool MoveFile(const QString &source, const QString &destination, bool overwrite = false);
 
 /// Whether `path` can be read. A folder is judged by its permissions and never gives an `error`; a file is
@@ -171,8 +171,8 @@ TESCORE_EXPORT QByteArray calcHashSum(const QString &fileName);
 /// small, bounded number of descriptors is used.
 ///
 /// Links to folders are entered by the copies, the moves and the list, but never by a deletion. A walk does
-/// not enter a folder that it is already inside; CopyDirectory() and the moves report false there. A walk
-/// that meets more than 100,000 links behind links ends in the same way.
+/// not enter a folder that it is already inside, or in which it makes its copies; CopyDirectory() and the
+/// moves report false there. A walk that meets more than 100,000 links behind links ends in the same way.
 ///
 /// Moving or copying a folder onto itself or into its own tree is refused before the first change, however
 /// the two paths are written (links, "..", trailing slashes, bind mounts).
@@ -191,7 +191,7 @@ TESCORE_EXPORT bool MoveDirectory(const QString &source, const QString &destinat
 /// then deletes from `source` what was copied. True when all of it succeeded. What changed in `source` or
 /// appeared there meanwhile stays, with the result false; so do hidden entries and the folders that hold
 /// them. When the copy fails `source` is whole. False, with nothing changed, when either path is empty, when
-/// `source` is no folder, and when `destination` is a folder that holds `source`.
+/// `source` is no folder, and when `destination` is a link or a folder that holds `source`.
 TESCORE_EXPORT bool MoveDirectoryCopy(const QString &source, const QString &destination);
 
 /// Copies the content of `source` into `destination`, which is created if missing. Stops at the first
@@ -202,7 +202,8 @@ TESCORE_EXPORT bool CopyDirectory(const QDir &source, const QDir &destination);
 
 /// Copies the content of `source` into `destination`, going on after failures; nothing is overwritten.
 /// `destination` itself is created with its first sub-folder, not before: files that come earlier are not
-/// copied when it is missing.
+/// copied when it is missing. Links to folders in `destination` are followed. Does nothing when `destination`
+/// is empty.
 TESCORE_EXPORT void CopyFiles(const QString &source, const QString &destination);
 
 /// Deletes the folder `path` with everything visible in it. Links are removed as links, also `path` itself;
@@ -213,7 +214,7 @@ TESCORE_EXPORT bool DeleteFolderAndFiles(const QString &path);
 
 /// Deletes everything visible in the folder `path`, as DeleteFolderAndFiles() does, and keeps the folder.
 /// True when nothing was left to delete, also for a missing folder. False, with nothing touched, for an empty
-/// path and for a link: what is behind a link is not deleted.
+/// path and for a link, also one into nothing: what is behind a link is not deleted.
 TESCORE_EXPORT bool DeleteFolderContents(const QString &path);
 
 /// The absolute paths of all files below the folder `path`, depth-first, a sub-folder's files at its own

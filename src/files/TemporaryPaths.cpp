@@ -22,6 +22,13 @@ bool isTrusted(const struct stat &info)
     return isOurs && (!(info.st_mode & S_IWOTH) || (info.st_mode & S_ISVTX) || S_ISLNK(info.st_mode));
 }
 
+bool isTrusted(const QByteArray &folder)
+{
+    const Place place(folder);
+    struct stat own, info;
+    return place.ownStatus(&own) && isTrusted(own) && place.status(&info) && isTrusted(info);
+}
+
 /// Opens the temporary root, making it where it is missing. Not open when others could tamper with it: its
 /// name lies in a folder that all may write to, so anybody may have been there first.
 Descriptor openRoot()
@@ -29,12 +36,16 @@ Descriptor openRoot()
     const QByteArray path = nativePath(GetTessarineTempPath());
     if (path.isNull() || !makeFolders(path, kPrivate))
         return Descriptor();
+    // The application's name may hold "/": each of these folders counts.
+    for (auto end = nativePath(QDir::tempPath()).size(); end < path.size();) {
+        end = path.indexOf('/', end + 1);
+        if (end < 0)
+            end = path.size();
+        if (!isTrusted(path.left(end)))
+            return Descriptor();
+    }
     const Place place(path);
-    struct stat own, info;
-    Descriptor root(::openat(place.folder(), place.name(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    const bool isSafe = root.isOpen() && place.ownStatus(&own) && isTrusted(own) &&
-                        ::fstat(root.get(), &info) == 0 && isTrusted(info);
-    return isSafe ? std::move(root) : Descriptor();
+    return Descriptor(::openat(place.folder(), place.name(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
 bool isTaken(const QString &path)

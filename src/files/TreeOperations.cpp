@@ -28,12 +28,40 @@ bool isMissing(const QByteArray &path)
     return !Place(path).status(&info) && meansMissing(errno);
 }
 
+/// Whether the folder `id` is somewhere in the tree `path`. Looks from above, and so sees what is mounted
+/// there from elsewhere.
+bool holdsFolder(const QByteArray &path, const FileId &id)
+{
+    TreeWalk walk(Order::None);
+    if (!walk.open(Place(path), Links::Follow))
+        return false;
+    while (walk.next()) {
+        if (!walk.atFolderEnd() && walk.isFolder() && !walk.isLink() && walk.enter() && walk.id() == id)
+            return true;
+    }
+    return walk.failed();
+}
+
 /// Whether moving or copying `source` to `destination` would write into `source` itself. True too when that
 /// cannot be found out.
 bool leadsIntoItself(const QByteArray &source, const QByteArray &destination)
 {
-    struct stat info;
-    return Place(source).status(&info) ? isInside(destination, FileId(info)) : !meansMissing(errno);
+    struct stat own, info;
+    const Place from(source);
+    if (!from.status(&own))
+        return !meansMissing(errno);
+    const Descriptor nearest = openNearestExisting(destination);
+    if (!nearest.isOpen() || ::fstat(nearest.get(), &info) != 0 || isInside(nearest, FileId(own)))
+        return true;
+    return own.st_dev == info.st_dev && !areOnOneMount(from, nearest) && holdsFolder(source, FileId(info));
+}
+
+/// Whether one of two folders is in the tree of the other, by whatever mounts.
+bool holdOneAnother(const QByteArray &a, const QByteArray &b)
+{
+    struct stat infoOfA, infoOfB;
+    return Place(a).status(&infoOfA) && Place(b).status(&infoOfB) &&
+           (holdsFolder(a, FileId(infoOfB)) || holdsFolder(b, FileId(infoOfA)));
 }
 
 /// Deletes what is in the folder in which `walk` stands. False, and errno set, at the first failure.
@@ -73,7 +101,7 @@ Known known(const TreeWalk &walk)
 bool copyEntries(TreeWalk &walk, FolderChain &destination, CopyRecord *record)
 {
     FileCopy copier(Durability::None);
-    walk.forbid(destination.rootId());
+    walk.keepOutOf(destination);
     while (walk.next()) {
         const char *name = walk.name();
         if (walk.atFolderEnd()) {
@@ -145,7 +173,7 @@ bool MoveDirectoryQuick(const QString &source, const QString &destination)
 
     FileCopy copier(Durability::Durable);
     bool isComplete = true;
-    walk.forbid(target.rootId());
+    walk.keepOutOf(target);
     while (walk.next()) {
         const char *name = walk.name();
         bool isDone = true;
@@ -173,7 +201,7 @@ bool MoveDirectoryCopy(const QString &source, const QString &destination)
     const QByteArray to = nativePath(destination);
     struct stat info;
     if (from.isNull() || to.isNull() || !isFolder(from) || leadsIntoItself(from, to) ||
-        leadsIntoItself(to, from))
+        leadsIntoItself(to, from) || holdOneAnother(from, to))
         return false;
     // Opened and listed before anything is deleted: a source that cannot be read costs the destination
     // nothing.
@@ -221,8 +249,7 @@ void CopyFiles(const QString &source, const QString &destination)
     FileCopy copier(Durability::None);
     FolderChain target(Access::Fill);
     bool isOpen = isFolder(to) && target.open(Place(to), Links::Follow);
-    if (isOpen)
-        walk.forbid(target.rootId());
+    walk.keepOutOf(target);
     while (walk.next()) {
         const char *name = walk.name();
         if (walk.atFolderEnd()) {
@@ -233,10 +260,7 @@ void CopyFiles(const QString &source, const QString &destination)
                 copier.copy(walk.fd(), name, target.fd(), name, Existing::Keep, known(walk));
         } else {
             // The first sub-folder makes the destination itself, if need be.
-            if (!isOpen && openOrMake(target, to)) {
-                isOpen = true;
-                walk.forbid(target.rootId());
-            }
+            isOpen = isOpen || openOrMake(target, to);
             if (isOpen) {
                 ::mkdirat(target.fd(), name, kNewFolder);
                 if (walk.isFolder())

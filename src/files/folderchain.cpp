@@ -54,10 +54,12 @@ bool FolderChain::enter(const char *name, Links links)
     }
     if (!identify(level.folder, &level.id))
         return false;
-    if (!m_inside.insert(level.id).second) {
+    // A chain that fills folders is as deep as the walk beside it, and need not look.
+    if (m_access == Access::List && (isInside(level.id) || (m_other && m_other->isInside(level.id)))) {
         errno = ELOOP;
         return false;
     }
+    m_inside.insert(level.id);
     m_levels.push_back(std::move(level));
     if (m_levels.size() > kHeldOpen + 1)
         m_levels[m_levels.size() - 1 - kHeldOpen].folder.close();
@@ -68,7 +70,7 @@ bool FolderChain::leave()
 {
     const Level left = std::move(m_levels.back());
     m_levels.pop_back();
-    m_inside.erase(left.id);
+    m_inside.erase(m_inside.find(left.id));
 
     Level &above = m_levels.back();
     if (above.folder.isOpen())

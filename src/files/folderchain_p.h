@@ -29,8 +29,8 @@ public:
     /// Starts at `place`. False, and errno set, when it cannot be opened as a folder.
     bool open(const Place &place, Links links);
 
-    /// Goes down into `name`. False, and errno set, when it cannot be opened; ELOOP when the chain is inside
-    /// it already.
+    /// Goes down into `name`. False, and errno set, when it cannot be opened; ELOOP when a chain that lists
+    /// is inside it already.
     bool enter(const char *name, Links links);
 
     /// Goes back up. False, and errno set, when the folder above is no longer where it was.
@@ -43,8 +43,8 @@ public:
     /// The name under which the deepest folder was entered; empty for the root.
     const QByteArray &name() const { return m_levels.back().name; }
 
-    /// Makes enter() refuse a folder as if the chain were inside it.
-    void forbid(const FileId &id) { m_inside.insert(id); }
+    /// Makes enter() refuse what `other` is inside as well. It must live as long.
+    void keepOutOf(const FolderChain &other) { m_other = &other; }
 
 private:
     struct Level
@@ -59,11 +59,13 @@ private:
         std::size_t operator()(const FileId &id) const { return std::size_t(id.inode ^ (id.device << 20)); }
     };
 
+    bool isInside(const FileId &id) const { return m_inside.count(id) > 0; }
     Descriptor reopenFromRoot() const;
 
     const Access m_access;
     std::vector<Level> m_levels;
-    std::unordered_set<FileId, HashId> m_inside;
+    std::unordered_multiset<FileId, HashId> m_inside;
+    const FolderChain *m_other = nullptr;
 };
 
 } // namespace TesCoreFiles

@@ -21,9 +21,9 @@ struct FolderEntry
 
 enum class Order { None, ByName };
 
-/// The visible entries of one folder, as QDir lists them without QDir::Hidden and QDir::System: no name that
-/// begins with
-/// ".", no FIFO, socket or device, no link whose target cannot be reached. Names are the bytes on the disk.
+/// The visible entries of one folder, as QDir lists them without QDir::Hidden and QDir::System: no name with
+/// a leading ".", no FIFO, socket or device, no link whose target cannot be reached. Names are the bytes on
+/// the disk.
 class FolderListing
 {
 public:

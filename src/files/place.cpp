@@ -30,20 +30,6 @@ QByteArray parentPath(const QByteArray &path)
     return slash == 0 ? QByteArrayLiteral("/") : withoutTrailingSlashes(path.left(slash));
 }
 
-Descriptor openNearestExisting(QByteArray path)
-{
-    for (;;) {
-        path = withoutTrailingSlashes(path);
-        const Place place(path);
-        if (!place.isReached())
-            return Descriptor();
-        Descriptor folder(::openat(place.folder(), place.name(), kLookUpOnly));
-        if (folder.isOpen() || !meansMissing(errno) || path == "/" || path == ".")
-            return folder;
-        path = parentPath(path);
-    }
-}
-
 } // namespace
 
 Place::Place(const QByteArray &path) : m_name(path)
@@ -141,21 +127,44 @@ bool makeFolders(const QByteArray &path, mode_t mode)
     return !path.isEmpty();
 }
 
-bool isInside(const QByteArray &path, const FileId &id)
+Descriptor openNearestExisting(QByteArray path)
 {
-    Descriptor folder = openNearestExisting(path);
+    for (;;) {
+        path = withoutTrailingSlashes(path);
+        const Place place(path);
+        if (!place.isReached())
+            return Descriptor();
+        Descriptor folder(::openat(place.folder(), place.name(), kLookUpOnly));
+        if (folder.isOpen() || !meansMissing(errno) || path == "/" || path == ".")
+            return folder;
+        path = parentPath(path);
+    }
+}
+
+bool isInside(const Descriptor &folder, const FileId &id)
+{
     struct stat info;
+    Descriptor above;
     FileId below;
-    while (folder.isOpen() && ::fstat(folder.get(), &info) == 0) {
+    for (int fd = folder.get(); ::fstat(fd, &info) == 0; fd = above.get()) {
         const FileId here(info);
         if (here == id)
             return true;
         if (here == below) // the root is its own parent
             return false;
         below = here;
-        folder = Descriptor(::openat(folder.get(), "..", kLookUpOnly));
+        above = Descriptor(::openat(fd, "..", kLookUpOnly));
     }
     return true;
+}
+
+bool areOnOneMount(const Place &place, const Descriptor &folder)
+{
+    const auto hasMount = [](const struct statx &info) { return (info.stx_mask & STATX_MNT_ID) != 0; };
+    struct statx a, b;
+    return ::statx(place.folder(), place.name(), 0, STATX_MNT_ID, &a) == 0 && hasMount(a) &&
+           ::statx(folder.get(), "", AT_EMPTY_PATH, STATX_MNT_ID, &b) == 0 && hasMount(b) &&
+           a.stx_mnt_id == b.stx_mnt_id;
 }
 
 } // namespace TesCoreFiles

@@ -103,9 +103,16 @@ struct Snapshot
     }
 };
 
-/// Whether `path`, or the nearest ancestor of it that exists, is the folder `id` or lies inside it. True too
-/// when that cannot be found out: what must not happen inside must not happen then.
-bool isInside(const QByteArray &path, const FileId &id);
+/// The folder `path`, or the nearest ancestor of it that exists. Not open when that cannot be found out.
+Descriptor openNearestExisting(QByteArray path);
+
+/// Whether the open folder is `id` or has it above itself. True too when that cannot be found out: what must
+/// not happen inside must not happen then.
+bool isInside(const Descriptor &folder, const FileId &id);
+
+/// Whether a place and an open folder are on one mount: what is mounted twice has different folders above it.
+/// False too when that cannot be found out.
+bool areOnOneMount(const Place &place, const Descriptor &folder);
 
 } // namespace TesCoreFiles
 

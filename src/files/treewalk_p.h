@@ -24,8 +24,8 @@ public:
 
     /// Entries come as a QDir with these sort flags lists them. To be called before open().
     void sortAs(QDir::SortFlags flags) { m_flags = flags; }
-    /// The walk does not enter this folder, as if it were inside it.
-    void forbid(const FileId &id) { m_chain.forbid(id); }
+    /// The walk does not enter the folders in which the chain `filled` stands, as if it were inside them.
+    void keepOutOf(const FolderChain &filled) { m_chain.keepOutOf(filled); }
 
     /// Starts in the folder `place`. False, and errno set, when it cannot be opened and listed.
     bool open(const Place &place, Links links);
@@ -53,6 +53,7 @@ public:
     int fd() const { return m_chain.fd(); }
     int rootFd() const { return m_chain.rootFd(); }
     const FileId &rootId() const { return m_chain.rootId(); }
+    const FileId &id() const { return m_chain.id(); }
     /// Whether the current entry was reached through a link below the root.
     bool isBehindLink() const { return m_linksInside > 0; }
 

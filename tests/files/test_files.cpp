@@ -11,6 +11,7 @@
 #include <functional>
 
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 
 using namespace TESCoreUtil;
@@ -18,8 +19,15 @@ using namespace TESCoreUtil;
 namespace {
 
 std::function<int()> atSync;
+int fsyncs = 0;
 
 } // namespace
+
+/// Counts instead of waiting for a disk.
+extern "C" int fsync(int)
+{
+    return ++fsyncs, 0;
+}
 
 /// Stands before the C library's: what happens between the copy and the deletion of a move.
 extern "C" int syncfs(int)
@@ -89,6 +97,7 @@ private Q_SLOTS:
         row("a rename does not replace a dangling link", "a b->gone", "rename! a b", false);
         row("a rename replaces a link, not its target", "a b->t t", "rename! a b", true, "b=a t");
         row("a folder replaces a file", "a/ a/x b", "rename! a b", true, "b/ b/x");
+        row("a folder named with a slash replaces a file", "a/ a/x b", "rename! ./a/ b", true, "b/ b/x");
         row("a file renamed onto itself survives", "a", "rename! a ./a", false);
         row("a link does not replace its target", "a->b b", "rename! a b", false);
         row("a link does not replace a link on its way", "a->b b->c c", "rename! a b", false);
@@ -156,6 +165,10 @@ private Q_SLOTS:
             "D/ D/b/ D/b/x D/b/y S/ S/b/ S/b/x");
         row("copyfiles: goes on after a cycle", "S/ S/l->. S/z D/", "copyfiles S D", true,
             "D/ D/l/ D/z S/ S/l->. S/z");
+        row("copyfiles: a link back ends it", "S/ S/a/ S/a/b/ S/a/b/x D/ D/a->../S/a/b", "copyfiles S D",
+            true, "D/ D/a->../S/a/b S/ S/a/ S/a/b/ S/a/b/b/ S/a/b/x");
+        row("copyfiles: through a link in a circle", "S/ S/b/ S/b/f D/ D/b->.", "copyfiles S D", true,
+            "D/ D/b->. D/f S/ S/b/ S/b/f");
         row("copyfiles: not into itself", "S/ S/a/", "copyfiles S S/a", true);
 
         row("delete: a tree", "S/ S/a S/b/ S/b/c x", "delete S", true, "x");
@@ -182,6 +195,47 @@ private Q_SLOTS:
         const Tree tree(before);
         QCOMPARE(run(command), result);
         QTEST(Tree::describe(), "after");
+    }
+
+    void aNameMayReplaceAnotherOfOneFile()
+    {
+        const Tree tree(QStringLiteral("a l->a c"));
+        QVERIFY(::link("a", "b") == 0 && ::link("c", "d") == 0);
+        QVERIFY(run(QStringLiteral("rename! c d")) && !QFileInfo::exists(QStringLiteral("c")));
+        QVERIFY(!run(QStringLiteral("mv! l a")) && run(QStringLiteral("rename! l b")));
+        QCOMPARE(Tree::describe(), QStringLiteral("a b->a d=c"));
+    }
+
+    void mountsAreSeenThrough_data()
+    {
+        QTest::addColumn<QString>("command");
+        for (const char *command : {"move S m", "move m S", "move S m/new", "copy S m/new", "quick S m/new",
+                                    "move S T/x", "move T/x S"})
+            QTest::newRow(command) << QString::fromLatin1(command);
+    }
+
+    void mountsAreSeenThrough()
+    {
+        // S/sub is mounted on m, and T on S/t.
+        const Tree tree(QStringLiteral("S/ S/q S/sub/ S/sub/p S/t/ T/ T/x/ T/x/y m/"));
+        if (::mount("S/sub", "m", nullptr, MS_BIND, nullptr) != 0)
+            QSKIP("only root may mount");
+        const bool areMounted = ::mount("T", "S/t", nullptr, MS_BIND, nullptr) == 0;
+        const QString before = Tree::describe();
+        QFETCH(QString, command);
+        const bool result = run(command);
+        const QString after = Tree::describe();
+        QVERIFY(::umount("m") == 0 && ::umount("S/t") == 0 && areMounted);
+        QVERIFY(!result);
+        QCOMPARE(after, before);
+    }
+
+    void copiesComeInTheOrderOfTheirFolder()
+    {
+        const Tree tree(QStringLiteral("S/ S/a S/b S/c D/ D/b=2"));
+        const QDir source(QStringLiteral("S"), QString(), QDir::Name | QDir::Reversed);
+        QVERIFY(!CopyDirectory(source, QDir(QStringLiteral("D"))));
+        QCOMPARE(Tree::describe("D"), QStringLiteral("b=2 c"));
     }
 
     void listsAsQtDoes()
@@ -245,6 +299,15 @@ private Q_SLOTS:
         QVERIFY(RecursiveGetFiles(tree.path()).isEmpty());
     }
 
+    void theWayBackUpThroughManyLinks()
+    {
+        QStringList words{QStringLiteral("d20/ d20/a")};
+        for (int i = 0; i < 20; ++i)
+            words.append(QStringLiteral("d%1/ d%1/l->../d%2 d%1/m").arg(i).arg(i + 1));
+        const Tree tree(words.join(QLatin1Char(' ')));
+        QCOMPARE(RecursiveGetFiles(QStringLiteral("d0")).size(), 21);
+    }
+
     void anyDepthAndAnyNameWithFewDescriptors()
     {
         const int depth = 20'000;
@@ -269,6 +332,8 @@ private Q_SLOTS:
         // The path of the file at the end is longer than the kernel accepts, and names it all the same.
         const QStringList files = RecursiveGetFiles(QStringLiteral("D"));
         QVERIFY(files.size() == 2 && files.first().size() > 2 * depth);
+        QVERIFY(IsReadable(files.first()) && !ReadBinaryFile(files.first()).isNull());
+        QVERIFY(GetUniqueFileName(files.first()) != files.first());
         QVERIFY(DeleteFile(files.first()));
         QCOMPARE(getFileAndDirCount(QStringLiteral("D")), depth + 2);
         QVERIFY(DeleteFolderAndFiles(QStringLiteral("D")));
@@ -298,11 +363,13 @@ private Q_SLOTS:
         if (other.isEmpty())
             QSKIP("everything is on one device here");
         const QTemporaryDir there(other + QStringLiteral("/tescore-XXXXXX"));
+        fsyncs = 0;
         QVERIFY(::chmod("a", 0751) == 0 &&
                 RenameFile(QStringLiteral("a"), there.filePath(QStringLiteral("a")), false));
         struct stat info;
         QVERIFY(::stat(there.filePath(QStringLiteral("a")).toLocal8Bit().constData(), &info) == 0);
         QCOMPARE(info.st_mode & 07777, 0751U);
+        QCOMPARE(fsyncs, 2); // the file, and the folder that holds its name
         QVERIFY(!RenameFile(QStringLiteral("b"), there.filePath(QStringLiteral("a")), false));
         QVERIFY(RenameFile(QStringLiteral("b"), there.filePath(QStringLiteral("a")), true));
         QVERIFY(!RenameFile(QStringLiteral("d"), there.filePath(QStringLiteral("d")), false));
@@ -391,6 +458,13 @@ private Q_SLOTS:
         QTEST(IsWritable(path, &writeError), "writable");
         QTEST(readError.isEmpty(), "readable");
         QTEST(writeError.isEmpty(), "writable");
+        QFile file(path);
+        if (path.isEmpty() || path.contains(QChar::Null)) // of which Qt warns
+            return;
+        if (!readError.isEmpty() && !file.open(QIODevice::ReadOnly))
+            QCOMPARE(readError, file.errorString());
+        if (!writeError.isEmpty() && !file.open(QIODevice::WriteOnly))
+            QCOMPARE(writeError, file.errorString());
         QCOMPARE(Tree::describe(), before);
     }
 
@@ -442,11 +516,18 @@ private Q_SLOTS:
                  QStringLiteral(".tar.gz"));
         QCOMPARE(GetNewTempFilePath(QStringLiteral(".txt")).mid(root.size() + 37), QStringLiteral(".txt"));
         QCOMPARE(GetNewTempFilePath().size(), root.size() + 37);
+        QVERIFY(QFileInfo(QFileInfo(GetNewTempFilePath(QStringLiteral("a/b.txt"))).path()).isDir());
 
         QVERIFY(::chmod(root.toLocal8Bit().constData(), 0777) == 0);
         QVERIFY(!QFileInfo::exists(GetNewTempFolderPath(true)));
         QVERIFY(::chmod(root.toLocal8Bit().constData(), 01777) == 0);
         QVERIFY(QFileInfo::exists(GetNewTempFolderPath(true)));
+        QVERIFY(::geteuid() != 0 || ::chown(root.toLocal8Bit().constData(), 1, -1) == 0);
+        QCOMPARE(QFileInfo::exists(GetNewTempFolderPath(true)), ::geteuid() != 0);
+        QCoreApplication::setApplicationName(QStringLiteral("Tessarine/below"));
+        QCOMPARE(QFileInfo::exists(GetNewTempFolderPath(true)), ::geteuid() != 0);
+        QCoreApplication::setApplicationName(QStringLiteral("Tessarine"));
+        QVERIFY(::geteuid() != 0 || ::chown(root.toLocal8Bit().constData(), 0, -1) == 0);
         // Neither is a trusted link that leads to such a folder.
         QVERIFY(::rename("Tessarine", "real") == 0 && ::chmod("real", 0777) == 0);
         QVERIFY(QFile::link(QStringLiteral("real"), QStringLiteral("Tessarine")));
