@@ -57,6 +57,7 @@ int main(int argc, char *argv[])
                                       "--benchmark_enable_random_interleaving=true"};
     words.insert(words.end(), argv + 1, argv + argc);
     std::vector<char *> arguments;
+    arguments.reserve(words.size());
     for (std::string &word : words)
         arguments.push_back(word.data());
     int count = int(arguments.size());

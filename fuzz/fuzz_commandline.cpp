@@ -14,10 +14,10 @@ QString value(const QStringList &arguments, QString name)
     const QString key = name.endsWith(QLatin1Char('=')) ? name : name + QLatin1Char('=');
     for (int i = 0; i < arguments.size(); ++i) {
         QString argument = arguments.at(i);
-        if (argument.toLower().startsWith(key))
+        const QString lowered = argument.toLower();
+        if (lowered.startsWith(key))
             return argument.remove(key, Qt::CaseInsensitive);
-        if (argument.toLower() == name && i + 1 < arguments.size() &&
-            !arguments.at(i + 1).startsWith(QLatin1Char('-')))
+        if (lowered == name && i + 1 < arguments.size() && !arguments.at(i + 1).startsWith(QLatin1Char('-')))
             return arguments.at(i + 1);
     }
     return name.startsWith(QLatin1String("--")) ? QString() : value(arguments, QLatin1Char('-') + name);
@@ -27,7 +27,8 @@ bool startsWith(const QStringList &arguments, QString prefix)
 {
     prefix = prefix.toLower();
     for (const QString &argument : arguments) {
-        if (argument.toLower().startsWith(prefix))
+        const QString lowered = argument.toLower();
+        if (lowered.startsWith(prefix))
             return true;
     }
     return !prefix.startsWith(QLatin1String("--")) && startsWith(arguments, QLatin1Char('-') + prefix);

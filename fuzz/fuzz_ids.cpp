@@ -20,7 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t siz
     const QString text = Fields(data, size).text();
     QSet<int> expected;
     qint64 read = 0;
-    for (const QString &piece : text.split(QLatin1Char(','))) {
+    const QStringList pieces = text.split(QLatin1Char(','));
+    for (const QString &piece : pieces) {
         const int dash = int(piece.indexOf(QLatin1Char('-')));
         bool isFirst = false, isLast = false;
         const qint64 first = id(dash < 0 ? piece : piece.left(dash), &isFirst);

@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t siz
     static const QString path = QStringLiteral("/dev/shm/tescore-fuzz-%1").arg(::getpid());
     static const QList<QByteArray> codecs = QTextCodec::availableCodecs();
     Fields fields(data, size);
-    const QByteArray name = codecs.at(int(unsigned(fields.number()) % unsigned(codecs.size())));
+    const QByteArray &name = codecs.at(int(unsigned(fields.number()) % unsigned(codecs.size())));
     const QByteArray raw = QByteArray(reinterpret_cast<const char *>(data), int(size));
     const QString text = fields.text();
 

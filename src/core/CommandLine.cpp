@@ -73,7 +73,7 @@ QString appArgValue(QString name)
 QString appArgValue(QString name, QString defaultValue)
 {
     QString value = appArgValue(std::move(name));
-    return value.isEmpty() ? defaultValue : value;
+    return value.isEmpty() ? std::move(defaultValue) : value;
 }
 
 int appArgInt(QString name, int defaultValue)
@@ -93,8 +93,10 @@ bool appArgStartsWith(QString prefix)
 {
     const QStringList list = arguments();
     return widened(std::move(prefix).toLower(), [&](const QString &candidate) {
-        return std::any_of(list.begin(), list.end(),
-                           [&](const QString &argument) { return argument.toLower().startsWith(candidate); });
+        return std::any_of(list.begin(), list.end(), [&](const QString &argument) {
+            const QString lowered = argument.toLower(); // which some letters outgrow
+            return lowered.startsWith(candidate);
+        });
     });
 }
 

@@ -13,7 +13,7 @@ namespace {
 using namespace TesCoreFiles;
 
 // Large enough that the system calls do not show, small enough to stay in the processor's second cache.
-constexpr qint64 largestBlock = 256 * 1024;
+constexpr qint64 largestBlock = qint64{256} * 1024;
 // The kernel copies fastest to whole pages.
 constexpr qint64 pageSize = 4096;
 

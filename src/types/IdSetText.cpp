@@ -77,9 +77,8 @@ qint64 readNumber(const QChar *&at, const QChar *end)
 }
 
 /// Reads one id: what QString::toInt() of Qt 5 accepts as a decimal number (white space around it, one "+",
-/// leading zeros), but no sign that could make it negative. Returns where it stopped, null when no id is
-/// there.
-const QChar *readId(const QChar *at, const QChar *end, int *id)
+/// leading zeros), but no sign that could make it negative. Moves `at` behind it; false when no id is there.
+bool readId(const QChar *&at, const QChar *end, int *id)
 {
     at = skipSpace(at, end);
     if (at != end && *at == QLatin1Char('+'))
@@ -87,9 +86,10 @@ const QChar *readId(const QChar *at, const QChar *end, int *id)
     const QChar *const digits = at;
     const qint64 value = readNumber(at, end);
     if (at == digits || value > largestId)
-        return nullptr;
+        return false;
     *id = int(value);
-    return skipSpace(at, end);
+    at = skipSpace(at, end);
+    return true;
 }
 
 /// Reads a piece of the text, "7" or "3-5", and moves `at` to the comma behind it or to the end. Gives
@@ -97,13 +97,14 @@ const QChar *readId(const QChar *at, const QChar *end, int *id)
 std::optional<Span> readPiece(const QChar *&at, const QChar *end)
 {
     Span span = {0, 0};
-    const QChar *stop = readId(at, end, &span.first);
+    bool isReadable = readId(at, end, &span.first);
     span.last = span.first;
-    if (stop && stop != end && *stop == QLatin1Char('-'))
-        stop = readId(stop + 1, end, &span.last);
+    if (isReadable && at != end && *at == QLatin1Char('-'))
+        isReadable = readId(++at, end, &span.last);
 
-    at = std::find(stop ? stop : at, end, QLatin1Char(','));
-    if (stop != at || span.first > span.last)
+    const QChar *const stop = at;
+    at = std::find(at, end, QLatin1Char(','));
+    if (!isReadable || stop != at || span.first > span.last)
         return std::nullopt;
     return span;
 }

@@ -51,11 +51,11 @@ QString ask(const QString &question, const QString &arguments)
 } // namespace
 
 // The library's call arrives here. The record is filled in even when it is not the result.
-extern "C" int getpwuid_r(uid_t, passwd *record, char *buffer, size_t size, passwd **result)
+extern "C" int getpwuid_r(uid_t, passwd *resultbuf, char *buffer, size_t buflen, passwd **result)
 {
-    record->pw_name = qstrncpy(buffer, "J\xfcrgen", uint(size));
-    *result = hasEntry ? record : nullptr;
-    return size == 1024 ? databaseError : EINVAL;
+    resultbuf->pw_name = qstrncpy(buffer, "J\xfcrgen", uint(buflen));
+    *result = hasEntry ? resultbuf : nullptr;
+    return buflen == 1024 ? databaseError : EINVAL;
 }
 
 class TestCore : public QObject

@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 #include <QSet>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -177,6 +178,21 @@ Outcome execute(const Operation &operation, Words *before = nullptr)
     return {wordsOnDisk(), (told & 1) != 0, (told & 2) != 0, WIFSIGNALED(status) ? WTERMSIG(status) : 0};
 }
 
+bool hasDestination(const Operation &operation, const Words &words)
+{
+    const QString path = QString::fromLatin1(operation.command).section(QLatin1Char(' '), -1);
+    return std::any_of(words.begin(), words.end(), [&](const QString &word) {
+        return word == path || word.startsWith(path + QLatin1Char('='));
+    });
+}
+
+bool hasChangedOutside(const Words &before, const Words &after)
+{
+    const Words gone = before - after;
+    return std::any_of(gone.begin(), gone.end(),
+                       [](const QString &word) { return word.startsWith(QLatin1Char('o')); });
+}
+
 /// What is wrong with an outcome, given that of a run without a fault; null when nothing is.
 const char *violation(const Operation &operation, const Words &before, const Outcome &sound,
                       const Outcome &now)
@@ -186,17 +202,10 @@ const char *violation(const Operation &operation, const Words &before, const Out
         return now.signal == SIGALRM ? "it hangs" : "it crashes, or gives what is not there";
     if (!contentsOf(now.after).contains(contentsOf(before) & contentsOf(sound.after)))
         return "content is lost";
-    const Words gone = before - now.after;
-    for (const QString &word : gone) {
-        if (word.startsWith(QLatin1Char('o')))
-            return "something outside has changed";
-    }
+    if (hasChangedOutside(before, now.after))
+        return "something outside has changed";
 
-    const QString destination = QString::fromLatin1(operation.command).section(QLatin1Char(' '), -1);
-    const auto isDestination = [&](const QString &word) {
-        return word == destination || word.startsWith(destination + QLatin1Char('='));
-    };
-    if ((operation.traits & Replaces) && std::none_of(now.after.begin(), now.after.end(), isDestination))
+    if ((operation.traits & Replaces) && !hasDestination(operation, now.after))
         return "what is replaced is gone";
 
     // Drafts, probes and placeholders, which else only a poor file system needs, stay when they cannot be
