@@ -76,8 +76,8 @@ void addContentRows(Table &table, const Storage &storage)
 {
     addTextFile(table, storage, Letters::Ascii, "20 MB of ASCII");
     addTextFile(table, storage, Letters::Typographic, "20 MB, one word in 40 not ASCII");
+    constexpr auto sha1 = QCryptographicHash::Sha1;
     table.add({"calcHashSum", "50 MB, " + storage.kind(), storage.kind() == "memory" ? 1.03 : 0, 1}, [&] {
-        constexpr auto sha1 = QCryptographicHash::Sha1;
         const std::string file = storage.tree(largeFiles) + "/image 0.dat";
         const QString path = QString::fromStdString(file);
         const QByteArray bytes = bytesOf(path);
@@ -88,5 +88,21 @@ void addContentRows(Table &table, const Storage &storage)
              {"sha1sum", [=] {
                   return QByteArray::fromHex(output({"sha1sum", file}).left(40));
               }}}};
+    });
+    table.add({"calcHashSum", "200 files of 1 to 3 KB, " + storage.kind(), 0, 200}, [&] {
+        const QStringList paths =
+            TESCoreUtil::RecursiveGetFiles(QString::fromStdString(storage.tree(smallFiles))).mid(0, 200);
+        const auto each = [=](auto digest) {
+            return [=] {
+                QByteArray digests;
+                for (const QString &path : paths)
+                    digests += digest(path);
+                return digests;
+            };
+        };
+        return Contest{{{"ours", each(TESCoreUtil::calcHashSum)}, {"Qt", each([=](const QString &path) {
+                                                                       return QCryptographicHash::hash(
+                                                                           bytesOf(path), sha1);
+                                                                   })}}};
     });
 }
