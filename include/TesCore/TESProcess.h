@@ -5,8 +5,9 @@
 /// Runs an external program to its end, with a time limit, and hands back everything known about the run.
 ///
 /// \code
-/// const TESProcess::Result result = TESProcess::executeProcess(QStringLiteral("tar -xf \"my files.tar\""),
-/// 10000); if (result.processError != QProcess::UnknownError || result.exitCode != 0)
+/// const QString line = QStringLiteral("tar -xf \"my files.tar\"");
+/// const TESProcess::Result result = TESProcess::executeProcess(line, 10000);
+/// if (result.processError != QProcess::UnknownError || result.exitCode != 0)
 ///     showMessage(result.dump());
 /// \endcode
 ///
@@ -64,13 +65,16 @@ struct Result
 /// The program inherits the environment, reads end-of-file from its standard input, and leads a process group
 /// of its own. The run is over when the program itself ends: what it left behind in the background goes on.
 ///
-/// When the time is over, the program is asked to end (SIGTERM) and killed without a pause, with its group
-/// and all its descendants; the result holds the output until that moment. Out of reach is only what has left
-/// both the group and the family (a daemon), and what runs as another user.
+/// When the time is over, the program is asked to end (SIGTERM) and, without a pause for its answer, killed
+/// with its group and all its descendants; the result holds the output until that moment. Out of reach is
+/// only what had left both the group and the family before (a daemon), and what runs as another user. The
+/// time begins when the program runs: it does not bound a start that hangs, as on a network file system that
+/// does not answer.
 ///
 /// FailedToStart tells that there is no such program or folder, that it may not be run, or that the command
 /// line is empty or holds a NUL character. Of an output beyond the capacity of QByteArray the rest is
-/// dropped, with the error QProcess::ReadError.
+/// dropped, with the error QProcess::ReadError. An application that ignores SIGCHLD, or reaps every child of
+/// the process itself, leaves it unknown how a program ended: it gets a crash with the exit code 0.
 ///
 /// Blocks the calling thread, which needs no event loop. Reentrant; keeps no state.
 TESCORE_EXPORT Result executeProcess(const QString &commandLine, int timeout = 30000,

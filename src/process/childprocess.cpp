@@ -1,5 +1,6 @@
 #include "childprocess_p.h"
 
+#include <QByteArrayList>
 #include <QDir>
 #include <QFile>
 
@@ -11,6 +12,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
 #include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
@@ -65,34 +67,57 @@ std::vector<char *> pointers(const QByteArray &program, const QList<QByteArray> 
     return all;
 }
 
-/// Appends the children of a process, whichever of its threads started them.
-void appendChildren(pid_t parent, std::vector<pid_t> &all)
+/// What the kernel tells in the file `name` of each thread of a process.
+QByteArrayList ofThreads(pid_t process, QLatin1String name)
 {
-    const QDir threads(QStringLiteral("/proc/%1/task").arg(parent));
+    const QDir threads(QStringLiteral("/proc/%1/task").arg(process));
     const QStringList ids = threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Unsorted);
+    QByteArrayList contents;
     for (const QString &id : ids) {
-        QFile file(threads.filePath(id + QLatin1String("/children")));
-        if (!file.open(QIODevice::ReadOnly))
-            continue;
-        const QList<QByteArray> children = file.readAll().simplified().split(' ');
+        QFile file(threads.filePath(id + QLatin1Char('/') + name));
+        if (file.open(QIODevice::ReadOnly))
+            contents.append(file.readAll());
+    }
+    return contents;
+}
+
+/// Whether every thread of a process is stopped or dead.
+bool isStopped(pid_t process)
+{
+    const QByteArrayList stats = ofThreads(process, QLatin1String("stat"));
+    return std::all_of(stats.begin(), stats.end(), [](const QByteArray &stat) {
+        // The letter of the state stands behind the name, which may hold anything.
+        const QByteArray state = stat.mid(stat.lastIndexOf(')') + 2, 1);
+        return QByteArrayLiteral("TtZX").contains(state);
+    });
+}
+
+/// Stops a process and waits until it has stopped: a fork that is under way in the kernel comes to its end
+/// first. Not for ever, since a thread can be held up there.
+void stop(pid_t process)
+{
+    constexpr qint64 patience = 100;
+    if (::kill(process, SIGSTOP) != 0)
+        return;
+    for (const QDeadlineTimer deadline(patience); !isStopped(process) && !deadline.hasExpired();)
+        ::usleep(100);
+}
+
+/// Stops the processes in `all` and their descendants, which are appended, children behind their parents.
+/// Each is stopped before its children are read, so that it can neither start others meanwhile nor let go of
+/// the number of one that died.
+void stopTree(std::vector<pid_t> &all)
+{
+    for (size_t i = 0; i < all.size(); ++i) {
+        stop(all[i]);
+        // Each thread has its own children; each number has a blank behind it.
+        const QByteArrayList children = ofThreads(all[i], QLatin1String("children")).join().split(' ');
         for (const QByteArray &child : children) {
-            if (const pid_t pid = child.toInt())
+            const pid_t pid = child.toInt();
+            if (pid != 0 && std::find(all.begin(), all.end(), pid) == all.end())
                 all.push_back(pid);
         }
     }
-}
-
-/// A process and its descendants. Each is stopped before its children are read, so that it can neither start
-/// others meanwhile nor let go of the number of one that died.
-std::vector<pid_t> stoppedTree(pid_t root)
-{
-    std::vector<pid_t> all{root};
-    for (size_t i = 0; i < all.size(); ++i) {
-        const pid_t process = all[i];
-        ::kill(process, SIGSTOP);
-        appendChildren(process, all);
-    }
-    return all;
 }
 
 } // namespace
@@ -233,12 +258,17 @@ void ChildProcess::kill()
 {
     if (m_pid == 0)
         return;
-    // Stopped and counted first: a program that ends by the request lets go of its children.
-    const std::vector<pid_t> tree = stoppedTree(m_pid);
+    // Stopped and counted before it is asked to end: a program that does so lets go of its children.
+    std::vector<pid_t> tree{m_pid};
+    stopTree(tree);
     ::kill(m_pid, SIGTERM);
+    ::kill(m_pid, SIGCONT);
+    ::sched_yield(); // on a busy machine it would not get its moment else
+    // It may have used the moment to start others. And when it ends, the kernel lets its children go on.
+    stopTree(tree);
+    // Children before their parents, so that no number is free to be used anew before its turn comes.
+    std::for_each(tree.rbegin(), tree.rend(), [](pid_t process) { ::kill(process, SIGKILL); });
     ::kill(-m_pid, SIGKILL);
-    for (pid_t process : tree)
-        ::kill(process, SIGKILL);
     // A program that became another user's cannot be killed, and waiting for its end could take forever.
     const bool unreachable = ::kill(m_pid, 0) != 0 && errno == EPERM;
     reap(unreachable ? WNOHANG : 0);

@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <sys/wait.h>
+#include <unistd.h>
 
 using namespace TESProcess;
 
@@ -17,10 +18,31 @@ QString behaving(const char *arguments)
     return QStringLiteral("\"" BEHAVE_PROGRAM "\" ") + QLatin1String(arguments);
 }
 
+/// The command line of this program as its own child.
+QString self()
+{
+    return QStringLiteral("\"%1\" --child ").arg(QCoreApplication::applicationFilePath());
+}
+
 QString told(const Result &result)
 {
     return QString::number(result.exitCode) + QLatin1Char(' ') + toString(result.processError) +
            QLatin1String(' ' + result.stdOut + '/' + result.stdErr);
+}
+
+/// What this program does as its own child without an argument: it runs another where the descriptors of the
+/// standard streams are free.
+int runWithoutStreams()
+{
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
+        ::close(stream);
+    return told(executeProcess(behaving("out=a err=b readinput"))) != QLatin1String("0 UnknownError a-1/b");
+}
+
+/// And with one: it prints the report of a run.
+int printReport()
+{
+    return fputs(qPrintable(executeProcess(behaving("out=%1\"\"\"%5 zero out=b")).dump()), stdout) < 0;
 }
 
 /// The letter of a process's state; that of a dead one when it is gone.
@@ -52,6 +74,7 @@ private Q_SLOTS:
         row("the input is at its end", behaving("readinput"), "0 UnknownError -1/");
         row("the program leads a group", behaving("leader"), "0 UnknownError 1/");
         row("a bare name is looked up", QStringLiteral("printf abc"), "0 UnknownError abc/");
+        row("an application without standard streams", self(), "0 UnknownError /");
         row("no program at all", QString(), failed);
         row("a name that is nowhere", QStringLiteral("no-such-program"), failed);
         row("a NUL in the name", QStringLiteral("prin") + QChar::Null + QStringLiteral("tf"), failed);
@@ -77,7 +100,9 @@ private Q_SLOTS:
     void runStartsInItsFolder()
     {
         const QString line = QStringLiteral("pwd"), folder = QStringLiteral("/proc");
-        QCOMPARE(executeProcess(line, -1, folder).stdOut, QByteArray("/proc\n"));
+        const Result result = executeProcess(line, -1, folder);
+        QCOMPARE(result.stdOut, QByteArray("/proc\n"));
+        QCOMPARE(result.workingDir, folder);
         for (const QString &missing : {folder + QStringLiteral("/missing"), folder + QChar::Null})
             QCOMPARE(executeProcess(line, -1, missing).processError, QProcess::FailedToStart);
     }
@@ -104,6 +129,16 @@ private Q_SLOTS:
         QCOMPARE(waitpid(-1, nullptr, WNOHANG), -1);
         if (result.stdOut.toInt() > 0)
             QTRY_COMPARE(stateOf(result.stdOut), QByteArray("Z"));
+    }
+
+    void timeOutAsksTheProgramToEnd()
+    {
+        static volatile std::sig_atomic_t asked = 0;
+        std::signal(SIGUSR1, [](int) { asked = 1; });
+        // Nobody waits for the program to take notice; most times it does.
+        for (int run = 0; run < 50 && !asked; ++run)
+            executeProcess(behaving("tellterm sleep=1000"), 50);
+        QVERIFY(asked);
     }
 
     void backgroundChildNeitherDelaysNorEndsWithTheProgram()
@@ -163,10 +198,9 @@ private Q_SLOTS:
 
     void everyRunIsReportedOnRequest()
     {
-        const QString line = QStringLiteral("\"%1\" --child ").arg(QCoreApplication::applicationFilePath());
         const auto messages = [&](const char *argument) {
-            const Result self = executeProcess(line + QLatin1String(argument));
-            return self.stdErr == "debug: \"" + self.stdOut + "\" \n" ? 1 : int(self.stdErr.size());
+            const Result run = executeProcess(self() + QLatin1String(argument));
+            return run.stdErr == "debug: \"" + run.stdOut + "\" \n" ? 1 : int(run.stdErr.size());
         };
         QCOMPARE(messages("--verbosetesprocess"), 1);
         QCOMPARE(messages("--VerboseTesProcess"), 0);
@@ -181,7 +215,7 @@ int main(int argc, char **argv)
     qputenv("QT_FATAL_WARNINGS", "1"); // nothing here may make Qt warn
     const QCoreApplication application(argc, argv);
     if (argc > 1 && qstrcmp(argv[1], "--child") == 0)
-        return fputs(qPrintable(executeProcess(behaving("out=%1\"\"\"%5 zero out=b")).dump()), stdout) < 0;
+        return argc == 2 ? runWithoutStreams() : printReport();
     TestProcess test;
     return QTest::qExec(&test, argc, argv);
 }

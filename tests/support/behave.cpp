@@ -29,6 +29,8 @@ void behave(const std::string &what, const std::string &value)
         child == 0 ? pause() : std::printf("%d", child);
     } else if (what == "ignoreterm")
         std::signal(SIGTERM, SIG_IGN);
+    else if (what == "tellterm")
+        std::signal(SIGTERM, [](int) { ::kill(getppid(), SIGUSR1); });
     else if (what == "sleep")
         sleep(unsigned(number));
     else if (what == "signal")
