@@ -160,6 +160,8 @@ bool Output::makeRoom(size_t wanted)
 QByteArray Output::take()
 {
     m_bytes.resize(std::exchange(m_used, 0));
+    if (m_bytes.capacity() > 2 * qint64(m_bytes.size()))
+        m_bytes.squeeze();
     return std::exchange(m_bytes, QByteArray());
 }
 

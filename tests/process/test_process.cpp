@@ -88,6 +88,7 @@ private Q_SLOTS:
         QTEST(told(result), "expected");
         QCOMPARE(result.exitStatus == QProcess::CrashExit, result.processError == QProcess::Crashed);
         QCOMPARE(result.commandLine, line);
+        QVERIFY(result.stdOut.capacity() < 4096 && result.stdErr.capacity() < 4096);
     }
 
     void largeOutputsComeWhole()
