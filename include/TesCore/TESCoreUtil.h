@@ -281,9 +281,10 @@ TESCORE_EXPORT QString URLDecodePath(const QString &path);
 /// that decimal. Infinities and NaN are returned as they are. Reentrant; keeps no state.
 TESCORE_EXPORT float RoundToOneDecimal(float value);
 
-/// The date in the compiler's form, such as "Nov 5 2013": the English abbreviation of the month, day and
-/// four-digit year with one blank between. Any other text, such as a `__DATE__` that pads its day with a
-/// second blank, gives an invalid date. Reentrant; keeps no state.
+/// The date in the compiler's form, such as "Nov 5 2013": the English abbreviation of the month in any letter
+/// case, the day with or without a zero in front, and a year of four digits, with one blank between. Any
+/// other text, such as a `__DATE__` that pads its day with a second blank, gives an invalid date. Reentrant;
+/// keeps no state.
 TESCORE_EXPORT QDate convertCompileStringDate(const QString &date);
 
 /// A pattern that finds e-mail addresses whose domain ends in a dot and two to four ASCII letters. The copy

@@ -14,7 +14,7 @@ bool mayBeginWith(const char *entry, const QString &start)
         const uchar byte = static_cast<uchar>(*entry++);
         if (byte >= 0x80)
             return true;
-        if (byte != c.unicode())
+        if (byte != c.unicode() || byte == 0) // a NUL in the name is not the end of the entry
             return false;
     }
     return true;

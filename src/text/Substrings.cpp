@@ -30,7 +30,7 @@ QString Substring(int start, int end, const QString &text)
     if (end < start)
         return text.mid(start);
     if (start < 0)
-        return end > 0 ? text.left(end) : QString();
+        return end > 0 || end == text.size() ? text.left(end) : QString();
     return text.mid(start, end - start);
 }
 

@@ -145,12 +145,14 @@ private Q_SLOTS:
     void textsAreCutAndReplaced()
     {
         const QString text = s("abcdef");
-        for (int start : {INT_MIN, -7, -1, 0, 4, 6, 7, INT_MAX})
-            for (int end : {INT_MIN, -3, 0, 2, 6, 9, INT_MAX}) {
-                const int first = qBound(0, start, 6);
-                const int behind = end < start ? 6 : qBound(first, end, 6);
-                QCOMPARE(Substring(start, end, text), text.mid(first, behind - first));
-            }
+        for (const QString &cut : {text, s(""), QString()})
+            for (int start : {INT_MIN, -7, -2, 0, 4, 6, 7, INT_MAX})
+                for (int end : {INT_MIN, -3, 0, 2, 6, 9, INT_MAX}) {
+                    const int first = qBound(-10, start, 10); // as good, and their difference fits
+                    const QString expected = cut.mid(first, qBound(-10, end, 10) - first);
+                    const QString result = Substring(start, end, cut);
+                    QVERIFY(result == expected && result.isNull() == expected.isNull());
+                }
         QCOMPARE(ReplaceFirst(s("b"), s("X"), s("abcb")), s("aXcb"));
         QCOMPARE(ReplaceFirst(s(""), s("X"), text), s("Xabcdef"));
         QCOMPARE(ReplaceFirst(s("B"), s("X"), text), text);
@@ -170,7 +172,8 @@ private Q_SLOTS:
         for (float value : values)
             QVERIFY(RoundToOneDecimal(value) == QString::number(double(value), 'f', 1).toFloat());
         QVERIFY(std::isnan(RoundToOneDecimal(NAN)));
-        QCOMPARE(convertCompileStringDate(s("Nov 5 2013")), QDate(2013, 11, 5));
+        for (const char *date : {"Nov 5 2013", "nov 5 2013", "Nov 05 2013"})
+            QCOMPARE(convertCompileStringDate(s(date)), QDate(2013, 11, 5));
         for (const char *other : {"", "Nov  5 2013", "Okt 5 2013", "Nov +5 2013", "Feb 29 2013", "Nov 5 13"})
             QVERIFY2(!convertCompileStringDate(s(other)).isValid(), other);
     }
@@ -178,25 +181,28 @@ private Q_SLOTS:
     void addressesAreFound()
     {
         const QString text =
-            s("x@y.z a@b ab://c.de http:/d.ef WWW.g.hi a.b@c.info www.k.lm https://u:p@n.org/x");
+            s("x@y.z a@b c@d.efghi ab://c.de http:/d.ef abcdefghij://k.lm WWW.g.hi http://m.nopqr "
+              "www.n.opqrs aB0._%+-z@Cd-1.e.info www.aB0._:@%+-.lm httpSuite://aB0._:@%+-z.org/x");
         QStringList found;
         for (const QRegExp &pattern : {emailPattern(), webUrlPattern(), wwwPattern()})
             found.append(pattern.indexIn(text) < 0 ? QString() : pattern.cap());
-        QCOMPARE(found, words("a.b@c.info https://u:p@n.org www.k.lm"));
+        QCOMPARE(found, words("aB0._%+-z@Cd-1.e.info httpSuite://aB0._:@%+-z.org www.aB0._:@%+-.lm"));
     }
 
     void environmentIsReadAsItStands()
     {
-        const char *entries[] = {"NO",    "AXB=x",  "A.B=dot", "TWICE=first", "TWICE=second",
+        std::vector<char> odd = {'N', '=', 'c', '\0'}; // ends where nothing follows
+        const char *entries[] = {"NO",    "AXB=x",  "A.B=dot", "TWICE=first", odd.data(), "TWICE=second",
                                  "P=Q=R", "=odd=x", "EMPTY=",  "\xc3\xa9=e",  nullptr};
         char **const kept = std::exchange(environ, const_cast<char **>(entries));
         QStringList values(GetEnvironmentVar(QString::fromLocal8Bit("\xc3\xa9")));
         for (const char *name : {"A.B", "TWICE", "P", "P=Q", "", "EMPTY", "NO", "A", "twice"})
             values.append(GetEnvironmentVar(s(name)));
+        values.append(GetEnvironmentVar(s("N=c") + QChar::Null + s("x")));
         environ = nullptr;
         values.append(GetEnvironmentVar(s("P")));
         environ = kept;
-        QCOMPARE(values, words("e dot first Q Q odd     "));
+        QCOMPARE(values, words("e dot first Q Q odd      "));
         QVERIFY(!values.at(6).isNull() && values.at(7).isNull() && values.at(10).isNull());
     }
 
