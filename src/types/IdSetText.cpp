@@ -77,15 +77,17 @@ qint64 readNumber(const QChar *&at, const QChar *end)
 }
 
 /// Reads one id: what QString::toInt() of Qt 5 accepts as a decimal number (white space around it, one "+",
-/// leading zeros), but no sign that could make it negative. Moves `at` behind it; false when no id is there.
-bool readId(const QChar *&at, const QChar *end, int *id)
+/// leading zeros), but no negative number. Moves `at` behind it; false when no id is there. `minus` allows
+/// that sign, which leaves only zero an id.
+bool readId(const QChar *&at, const QChar *end, bool minus, int *id)
 {
     at = skipSpace(at, end);
-    if (at != end && *at == QLatin1Char('+'))
+    const bool isNegative = minus && at != end && *at == QLatin1Char('-');
+    if (isNegative || (at != end && *at == QLatin1Char('+')))
         ++at;
     const QChar *const digits = at;
     const qint64 value = readNumber(at, end);
-    if (at == digits || value > largestId)
+    if (at == digits || value > (isNegative ? 0 : largestId))
         return false;
     *id = int(value);
     at = skipSpace(at, end);
@@ -97,10 +99,10 @@ bool readId(const QChar *&at, const QChar *end, int *id)
 std::optional<Span> readPiece(const QChar *&at, const QChar *end)
 {
     Span span = {0, 0};
-    bool isReadable = readId(at, end, &span.first);
+    bool isReadable = readId(at, end, false, &span.first);
     span.last = span.first;
     if (isReadable && at != end && *at == QLatin1Char('-'))
-        isReadable = readId(++at, end, &span.last);
+        isReadable = readId(++at, end, true, &span.last);
 
     const QChar *const stop = at;
     at = std::find(at, end, QLatin1Char(','));

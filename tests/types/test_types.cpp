@@ -116,6 +116,9 @@ private Q_SLOTS:
         QCOMPARE(splitToIds(QStringLiteral("1 - 3,\u00a0 8\n,5 5")), (Ids{1, 2, 3, 8}));
         QCOMPARE(splitToIds(QStringLiteral("+7, 0000000000000000000008, ++9, +-1")), (Ids{7, 8}));
         QCOMPARE(splitToIds(QStringLiteral("-5,\u22125,\u22125-3,1-\u22125,--5,4")), (Ids{4}));
+        QCOMPARE(splitToIds(QStringLiteral("-0,0--1,0-- 0,0--+0,-0-0")), Ids());
+        for (const char *zero : {"0--0", "+0- -00 ", "0--0000000000000"})
+            QCOMPARE(splitToIds(QString::fromLatin1(zero)), Ids{0});
         QCOMPARE(splitToIds(QStringLiteral("2147483646-2147483647")), (Ids{INT_MAX - 1, INT_MAX}));
         QCOMPARE(splitToIds(QStringLiteral("18446744073709551617, 4294967297")), Ids());
         QCOMPARE(splitToIds(QStringLiteral("0-2147483647, 0-10000000, 5")), (Ids{5}));
