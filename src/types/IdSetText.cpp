@@ -147,7 +147,7 @@ std::vector<int> sorted(const QSet<int> &ids)
     for (int shift = 0; shift < 32; shift += digitBits) {
         // With the sign bit flipped, negative ids come first.
         const auto digit = [shift](int id) {
-            return (unsigned(id) ^ 0x8000'0000U) >> shift & (digitValues - 1);
+            return (unsigned(id) ^ 0x80000000U) >> shift & (digitValues - 1);
         };
         std::array<std::size_t, digitValues + 1> places{};
         for (int id : list)
