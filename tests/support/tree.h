@@ -69,7 +69,7 @@ private:
             return name + '/';
         if (!entry.is_regular_file())
             return name + '|';
-        std::string content(entry.file_size(), ' ');
+        std::string content(std::size_t(entry.file_size()), ' ');
         std::ifstream(entry.path()).read(content.data(), std::streamsize(content.size()));
         if (content == entry.path().filename().string())
             return name;
