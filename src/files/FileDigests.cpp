@@ -41,8 +41,7 @@ QByteArray digestOf(const Descriptor &file, Hash &&hash)
 {
     // One byte more than expected, so that the end shows in the same read. For a small file a large block
     // would cost more than the digest: it comes from the kernel, and goes back to it.
-    const qint64 wanted = (expectedSize(file) + 1 + pageSize - 1) / pageSize * pageSize;
-    const qint64 size = std::min(wanted, largestBlock);
+    const qint64 size = std::min(expectedSize(file), largestBlock - 1) / pageSize * pageSize + pageSize;
     const Block block(static_cast<char *>(::operator new(std::size_t(size), std::align_val_t(pageSize))));
     for (;;) {
         const qint64 got = readInto(file, block.get(), size);

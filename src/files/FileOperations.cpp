@@ -84,9 +84,10 @@ bool replaceByFolder(const Entry &from, const Entry &to)
         exchange(file.constData());
         return false;
     }
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
     const QByteArray aside = draftName();
-    if ((errno != EINVAL && errno != ENOSYS) ||
-        !renameExclusively(to.folderFd(), to.nameData(), to.folderFd(), aside.constData()))
+    if (!renameExclusively(to.folderFd(), to.nameData(), to.folderFd(), aside.constData()))
         return false;
     if (renameExclusively(from.folderFd(), from.nameData(), to.folderFd(), to.nameData())) {
         if (::unlinkat(to.folderFd(), aside.constData(), 0) == 0)

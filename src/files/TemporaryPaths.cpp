@@ -45,7 +45,10 @@ Descriptor openRoot()
             return Descriptor();
     }
     const Place place(path);
-    return Descriptor(::openat(place.folder(), place.name(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    Descriptor root(::openat(place.folder(), place.name(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    struct stat info; // of what was opened, should somebody have been quicker
+    const bool isSafe = root.isOpen() && ::fstat(root.get(), &info) == 0 && isTrusted(info);
+    return isSafe ? std::move(root) : Descriptor();
 }
 
 bool isTaken(const QString &path)
