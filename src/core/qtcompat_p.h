@@ -8,6 +8,9 @@
 #include <QLocale>
 #include <QString>
 #include <QStringView>
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+#include <QTextCodec>
+#endif
 
 namespace TesCoreCompat {
 
@@ -30,6 +33,18 @@ inline int toInt(QStringView text, bool *ok)
 inline QDate toDate(const QString &text, const QString &format)
 {
     return text.contains(QLatin1Char('+')) ? QDate() : QLocale::c().toDate(text, format);
+}
+
+/// Whether Qt still knows the encoding of file names. Qt 5 (seen in 5.15) takes them for Latin-1 once its
+/// codecs are gone, while static objects are destroyed; before, they are UTF-8 in every locale (with ICU,
+/// seen in C and ISO 8859-1), and always so in Qt 6.
+inline bool knowsFileNames()
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    return true;
+#else
+    return QTextCodec::codecForLocale() != nullptr;
+#endif
 }
 
 } // namespace TesCoreCompat

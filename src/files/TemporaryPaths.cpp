@@ -81,7 +81,7 @@ QString GetNewTempFolderPath(bool create)
     if (!create)
         return path;
     const Descriptor root = openRoot();
-    while (root.isOpen() && ::mkdirat(root.get(), Entry(QFile::encodeName(path)).nameData(), kPrivate) != 0 &&
+    while (root.isOpen() && ::mkdirat(root.get(), Entry(encodedName(path)).nameData(), kPrivate) != 0 &&
            errno == EEXIST)
         path = freshPath(QString());
     return path;

@@ -146,8 +146,7 @@ QString absoluteFolder(const QString &path, const QByteArray &native)
     const QString cleaned = folder.absolutePath();
     struct stat asGiven, asCleaned;
     // Taking ".." out of a path by its text leads elsewhere when a link stands before it.
-    const bool isSame = Place(native).status(&asGiven) &&
-                        Place(QFile::encodeName(cleaned)).status(&asCleaned) &&
+    const bool isSame = Place(native).status(&asGiven) && Place(encodedName(cleaned)).status(&asCleaned) &&
                         FileId(asGiven) == FileId(asCleaned);
     return isSame ? cleaned : folder.canonicalPath();
 }

@@ -3,7 +3,6 @@
 #include "nativepath_p.h"
 #include "place_p.h"
 
-#include <QFile>
 #include <QFileInfo>
 
 namespace {
@@ -49,8 +48,8 @@ QString TESCoreUtil::GetUniqueSequentialFileName(const QString &path)
         info.absolutePath() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char(' ');
     const QString after = QLatin1Char('.') + info.suffix();
     // Thousands of names may be taken: only their numbers are written anew.
-    const QByteArray nativeBefore = QFile::encodeName(before);
-    const QByteArray nativeAfter = QFile::encodeName(after);
+    const QByteArray nativeBefore = TesCoreFiles::encodedName(before);
+    const QByteArray nativeAfter = TesCoreFiles::encodedName(after);
     int counter = 1;
     while (isTaken(nativeBefore + QByteArray::number(counter) + nativeAfter))
         ++counter;

@@ -11,6 +11,9 @@ namespace TesCoreFiles {
 /// conversion would silently name another entry.
 QByteArray nativePath(const QString &path);
 
+/// What QFile::encodeName() makes of `path`, also while static objects are destroyed.
+QByteArray encodedName(const QString &path);
+
 /// The text form of a name read from the disk. Bytes that the locale cannot decode become U+FFFD.
 QString textName(const char *name);
 

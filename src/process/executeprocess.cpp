@@ -6,7 +6,6 @@
 
 #include <QCoreApplication>
 #include <QDebug>
-#include <QFile>
 #include <QStandardPaths>
 
 namespace TESProcess {
@@ -35,7 +34,7 @@ bool start(ChildProcess &child, const QString &commandLine, const QString &worki
         return false;
     QList<QByteArray> arguments;
     for (int i = 1; i < words.size(); ++i)
-        arguments.append(QFile::encodeName(words.at(i)));
+        arguments.append(TesCoreFiles::encodedName(words.at(i)));
     return child.start(program, arguments, folder);
 }
 
