@@ -25,9 +25,9 @@ public:
 
     /// With auto-delete, hands the deletion of the folder to QThreadPool::globalInstance() and returns at
     /// once. Nothing waits for it: it may run at any later moment, and it does not run when the pool is gone
-    /// already, as for an object that outlives the application. Whether it is done before the process ends is
-    /// for the application to see to (QThreadPool::waitForDone()). Hidden files make the folder stay, see
-    /// TESCoreUtil::DeleteFolderAndFiles().
+    /// already, as for an object that outlives the application (a static one, say). Whether it is done before
+    /// the process ends is for the application to see to (QThreadPool::waitForDone()). Hidden files make the
+    /// folder stay, see TESCoreUtil::DeleteFolderAndFiles().
     ~TESTempFolder();
 
     /// Whether the destructor deletes the folder.

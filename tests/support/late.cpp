@@ -1,12 +1,16 @@
 // What an application may still do while its static objects are destroyed, when Qt's thread pool and codecs
-// are gone already: drop a temporary folder, and save and read a text.
+// are gone already: drop temporary folders, and save and read a text under any name.
 
 #include <TesCore/TESCoreUtil.h>
 #include <TesCore/TESTempFolder.h>
 
-#include <QThreadPool>
+#include <QCoreApplication>
+#include <QDir>
 
 #include <cstdlib>
+#include <memory>
+
+#include <unistd.h>
 
 namespace {
 
@@ -21,21 +25,26 @@ struct Settings
                              ReadBinaryFile(path).size() == 60002 &&
                              ReadUnicodeTextFile(path, &error) == text &&
                              ReadUnicodeTextFile(path, &error, nullptr, true).size() == 30001;
-        if (!DeleteFile(path) || !isSaved)
+        // What main() wrote has to go, not an entry that is named likewise.
+        if (!DeleteFile(path) || !isSaved || ::access(path.toUtf8().constData(), F_OK) == 0)
             std::_Exit(1);
     }
 
     QString path;
+    std::unique_ptr<TESTempFolder> scratch;
 };
 
 } // namespace
 
-int main(int, char **argv)
+int main(int argc, char **argv)
 {
-    // Made before the pool and the codecs, and so destroyed after them.
-    static Settings settings;
+    static Settings settings; // made before the pool and the codecs, and so destroyed after them
+    const QCoreApplication application(argc, argv);
     static const TESTempFolder folder(false, true);
-    QThreadPool::globalInstance()->start([] {});
-    settings.path = TESCoreUtil::CreateTemporaryCopy(QString::fromLocal8Bit(argv[0]));
-    return TESCoreUtil::ReadUnicodeTextFile(settings.path).isNull() ? 1 : 0;
+    settings.scratch = std::make_unique<TESTempFolder>(false, true);
+    {
+        const TESTempFolder first(false, true); // for this one there is a pool
+    }
+    settings.path = QDir::tempPath() + QStringLiteral("/t\u00e4xt-") + TESCoreUtil::CreateUUID();
+    return TESCoreUtil::WriteBinaryFile("old", settings.path) ? 0 : 1;
 }
