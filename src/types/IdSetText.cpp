@@ -1,9 +1,10 @@
 #include <TesCore/TCoreType.h>
 
+#include "core/qtcompat_p.h"
+
 #include <QtAlgorithms>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstring>
 #include <iterator>
@@ -128,6 +129,20 @@ std::vector<Span> readSpans(const QString &text, qint64 *count)
     }
 }
 
+/// Brings the items into the order of their parts, each below `partCount`; within a part they keep theirs.
+template <typename Item, typename PartOf>
+void distribute(std::vector<Item> &items, std::size_t partCount, PartOf partOf)
+{
+    std::vector<std::size_t> places(partCount + 1);
+    for (const Item &item : items)
+        ++places[partOf(item) + 1];
+    std::partial_sum(places.begin(), places.end(), places.begin());
+    std::vector<Item> distributed(items.size());
+    for (const Item &item : items)
+        distributed[places[partOf(item)]++] = item;
+    items.swap(distributed);
+}
+
 /// The ids in ascending order. Large sets are sorted digit by digit: three passes over 11 bits each beat
 /// comparing, which costs as much as the rest of the writing.
 std::vector<int> sorted(const QSet<int> &ids)
@@ -143,21 +158,27 @@ std::vector<int> sorted(const QSet<int> &ids)
         return list;
     }
 
-    std::vector<int> next(list.size());
     for (int shift = 0; shift < 32; shift += digitBits) {
         // With the sign bit flipped, negative ids come first.
-        const auto digit = [shift](int id) {
-            return (unsigned(id) ^ 0x80000000U) >> shift & (digitValues - 1);
-        };
-        std::array<std::size_t, digitValues + 1> places{};
-        for (int id : list)
-            ++places[digit(id) + 1];
-        std::partial_sum(places.begin(), places.end(), places.begin());
-        for (int id : list)
-            next[places[digit(id)]++] = id;
-        list.swap(next);
+        distribute(list, digitValues,
+                   [shift](int id) { return (unsigned(id) ^ 0x80000000U) >> shift & (digitValues - 1); });
     }
     return list;
+}
+
+/// Brings many spans into the order in which they lie in the table of `ids`. That of a large set does not fit
+/// into the processor's caches; to go through it once, part by part, takes less than half of the time.
+void orderForInserting(std::vector<Span> &spans, const QSet<int> &ids)
+{
+    constexpr std::size_t fewSpans = 20000;
+    constexpr std::size_t mostParts = 4096;
+    if (spans.size() < fewSpans)
+        return;
+    const TesCoreCompat::BucketHint buckets(ids);
+    int shift = 0;
+    while (buckets.count >> shift >= mostParts)
+        ++shift;
+    distribute(spans, mostParts, [&](const Span &span) { return buckets.of(span.first) >> shift; });
 }
 
 template <typename Visit>
@@ -225,10 +246,12 @@ QString toString(const QSet<int> &ids)
 QSet<int> splitToIds(const QString &text)
 {
     qint64 count = 0;
-    const std::vector<Span> spans = readSpans(text, &count);
+    std::vector<Span> spans = readSpans(text, &count);
     QSet<int> ids;
     if (count > 0)
         ids.reserve(int(count));
+    if (qint64(spans.size()) > count / 4) // Ids of long spans are neighbours in the table already.
+        orderForInserting(spans, ids);
     for (const Span &span : spans) {
         ids.insert(span.first);
         for (int id = span.first; id != span.last;)

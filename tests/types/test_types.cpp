@@ -139,6 +139,10 @@ private Q_SLOTS:
             if (!text.contains(QRegularExpression(QStringLiteral("-\\D*\\d{5}")))) // No long spans.
                 QVERIFY2(splitToIds(text) == idsBySteps(text), qPrintable(text));
         }
+        Ids many;
+        while (many.size() < 50'000)
+            many.insert(int(random() >> 1));
+        QCOMPARE(splitToIds(toString(many)), many);
     }
 
     void uuids()
