@@ -125,7 +125,9 @@ private Q_SLOTS:
             QSKIP("Needs namespaces of its own.");
         QVERIFY(QFile::copy(QCoreApplication::applicationFilePath(), QStringLiteral("app")));
         QCOMPARE(std::system("ldd app | grep -o '/[^ ]*' | xargs cp --parents -Lt ."), 0);
-        const QString run = enter.arg(QStringLiteral("test \"$(chroot . /app --folder)\" = /translations"));
+        // The sanitizer's options name a file that is not in there.
+        const QString app = QStringLiteral("env -u TSAN_OPTIONS chroot . /app --folder");
+        const QString run = enter.arg(QStringLiteral("test \"$(%1)\" = /translations").arg(app));
         QCOMPARE(std::system(qPrintable(run)), 0);
     }
 
