@@ -1,7 +1,7 @@
 #include <TesCore/TESCoreUtil.h>
 #include <TesCore/TesCore.h>
 
-#include "qtcompat_p.h"
+#include <base/qtcompat_p.h>
 
 #include <QCoreApplication>
 
@@ -79,7 +79,7 @@ QString appArgValue(QString name, QString defaultValue)
 int appArgInt(QString name, int defaultValue)
 {
     bool ok = false;
-    const int value = TesCoreCompat::toInt(appArgValue(std::move(name)), &ok);
+    const int value = TesCoreBase::toInt(appArgValue(std::move(name)), &ok);
     return ok ? value : defaultValue;
 }
 

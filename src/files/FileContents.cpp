@@ -1,8 +1,8 @@
 #include <TesCore/TESCoreUtil.h>
 
-#include "nativepath_p.h"
 #include "openfile_p.h"
 #include "textcodec_p.h"
+#include <base/nativepath_p.h>
 
 #include <QObject>
 
@@ -48,15 +48,7 @@ void expectLargeUse(void *memory, qint64 size)
 
 bool writeAll(const Descriptor &file, const QByteArray &bytes)
 {
-    qint64 done = 0;
-    while (done < bytes.size()) {
-        const ssize_t put = retrying(
-            [&] { return ::write(file.get(), bytes.constData() + done, std::size_t(bytes.size() - done)); });
-        if (put <= 0)
-            return false;
-        done += put;
-    }
-    return true;
+    return bool(TesCoreBase::writeAll(file.get(), bytes.constData(), std::size_t(bytes.size())));
 }
 
 /// The rest of the file, or a null array and errno.
@@ -208,7 +200,7 @@ bool TESCoreUtil::WriteBinaryFile(const QByteArray &data, const QString &path, Q
         return false;
     const bool written = writeAll(file, data);
     // Some file systems tell only now that there was no room.
-    if (file.close() && written)
+    if (const Result closed = file.close(); closed && written)
         return true;
     if (error != nullptr)
         *error = QObject::tr("Could not write all data to file");

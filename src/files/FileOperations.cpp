@@ -1,9 +1,9 @@
 #include <TesCore/TESCoreUtil.h>
 
 #include "filecopy_p.h"
-#include "nativepath_p.h"
 #include "openfile_p.h"
 #include "place_p.h"
+#include <base/nativepath_p.h>
 
 #include <cstdio>
 

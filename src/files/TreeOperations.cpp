@@ -2,9 +2,9 @@
 
 #include "copyrecord_p.h"
 #include "filecopy_p.h"
-#include "nativepath_p.h"
 #include "place_p.h"
 #include "treewalk_p.h"
+#include <base/nativepath_p.h>
 
 #include <limits>
 

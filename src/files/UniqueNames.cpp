@@ -1,7 +1,7 @@
 #include <TesCore/TESCoreUtil.h>
 
-#include "nativepath_p.h"
 #include "place_p.h"
+#include <base/nativepath_p.h>
 
 #include <QFileInfo>
 

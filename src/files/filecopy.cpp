@@ -18,18 +18,6 @@ constexpr std::size_t kBlockSize = std::size_t{64} * 1024;
 constexpr std::size_t kKernelChunk = 1 << 30;
 constexpr mode_t kPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
 
-bool writeAll(int fd, const char *data, std::size_t size)
-{
-    while (size > 0) {
-        const ssize_t written = retrying([&] { return ::write(fd, data, size); });
-        if (written < 0)
-            return false;
-        data += written;
-        size -= std::size_t(written);
-    }
-    return true;
-}
-
 bool sync(int fd)
 {
     return retrying([&] { return ::fsync(fd); }) == 0;
@@ -189,7 +177,7 @@ bool FileCopy::finish(int source, const struct stat &info, int copy)
 /// errors.
 bool FileCopy::settle(Descriptor copy, int toFolder, const char *to, Existing existing)
 {
-    if (m_durability == Durability::Durable ? syncName(copy.get(), toFolder) : copy.close())
+    if (m_durability == Durability::Durable ? syncName(copy.get(), toFolder) : bool(copy.close()))
         return true;
     // What may have taken the place of a file is not removed: that file is gone.
     if (existing == Existing::Keep)
@@ -284,7 +272,7 @@ bool FileCopy::writeBlocks(int source, const struct stat &info, int copy)
         const ssize_t length = retrying([&] { return ::read(source, m_block.get(), kBlockSize); });
         if (length <= 0)
             return length == 0;
-        if (!writeAll(copy, m_block.get(), std::size_t(length)))
+        if (!TesCoreBase::writeAll(copy, m_block.get(), std::size_t(length)))
             return false;
         // A whole file that left room in the first block needs no other read to find its end.
         if (length == info.st_size && std::size_t(length) < kBlockSize)

@@ -62,7 +62,7 @@ bool FolderChain::enter(const char *name, Links links)
     m_inside.insert(level.id);
     m_levels.push_back(std::move(level));
     if (m_levels.size() > kHeldOpen + 1)
-        m_levels[m_levels.size() - 1 - kHeldOpen].folder.close();
+        m_levels[m_levels.size() - 1 - kHeldOpen].folder = Descriptor();
     return true;
 }
 

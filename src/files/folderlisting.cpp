@@ -1,8 +1,8 @@
 #include "folderlisting_p.h"
 
-#include "descriptor_p.h"
-#include "nativepath_p.h"
 #include "place_p.h"
+#include <base/descriptor_p.h>
+#include <base/nativepath_p.h>
 
 #include <QHash>
 
@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 
 namespace TesCoreFiles {
+
+using namespace TesCoreBase;
 
 namespace {
 

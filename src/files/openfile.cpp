@@ -1,7 +1,7 @@
 #include "openfile_p.h"
 
-#include "nativepath_p.h"
 #include "place_p.h"
+#include <base/nativepath_p.h>
 
 #include <QIODevice>
 
@@ -58,7 +58,11 @@ QString openErrorText(const QString &path, int errorNumber, bool reading)
 
 Descriptor openOrTell(const QString &path, int flags, Refusal refusal, QString *error)
 {
-    Descriptor file = openNative(nativePath(path), flags, refusal);
+    Result why;
+    const QByteArray native = nativePath(path, &why);
+    if (!why)
+        errno = why.error();
+    Descriptor file = openNative(native, flags, refusal);
     if (!file.isOpen() && error != nullptr) {
         const int errorNumber = errno;
         *error = openErrorText(path, errorNumber, (flags & O_ACCMODE) == O_RDONLY);

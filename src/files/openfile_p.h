@@ -1,11 +1,13 @@
 #ifndef TESCORE_OPENFILE_P_H
 #define TESCORE_OPENFILE_P_H
 
-#include "descriptor_p.h"
+#include <base/descriptor_p.h>
 
 #include <QString>
 
 namespace TesCoreFiles {
+
+using namespace TesCoreBase;
 
 /// Opens the regular file `path` for reading. Nothing blocks: FIFOs, sockets and devices are refused, and not
 /// even opened. After a failure the descriptor is closed, errno is set, and `*error` (which may be null) is

@@ -1,7 +1,7 @@
 #ifndef TESCORE_PLACE_P_H
 #define TESCORE_PLACE_P_H
 
-#include "descriptor_p.h"
+#include <base/descriptor_p.h>
 
 #include <QByteArray>
 
@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 
 namespace TesCoreFiles {
+
+using namespace TesCoreBase;
 
 /// A path in the shape that the *at system calls take. One that is longer than the kernel accepts is walked
 /// to its last stretch, so that entries at any depth can be named.

@@ -1,6 +1,6 @@
 #include <TesCore/TESLocale.h>
 
-#include <core/enumvalue_p.h>
+#include <base/enumvalue_p.h>
 
 #include <QCoreApplication>
 
@@ -294,7 +294,7 @@ const char *sourceText(unsigned country)
 
 QString trCountryToString(QLocale::Country country)
 {
-    return QCoreApplication::translate("TESLocale", sourceText(TesCoreDetail::enumValue(country)));
+    return QCoreApplication::translate("TESLocale", sourceText(TesCoreBase::enumValue(country)));
 }
 
 } // namespace TESLocale

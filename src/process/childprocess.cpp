@@ -21,8 +21,8 @@
 
 namespace TesCoreProcess {
 
-using TesCoreFiles::Descriptor;
-using TesCoreFiles::retrying;
+using TesCoreBase::Descriptor;
+using TesCoreBase::retrying;
 
 namespace {
 
@@ -169,7 +169,7 @@ void Output::read()
 {
     const ssize_t count = readUpTo(std::numeric_limits<size_t>::max());
     if (count == 0 || (count < 0 && errno != EAGAIN))
-        m_read.close();
+        m_read = Descriptor();
 }
 
 void Output::readRest()

@@ -1,7 +1,7 @@
 #ifndef TESCORE_CHILDPROCESS_P_H
 #define TESCORE_CHILDPROCESS_P_H
 
-#include <files/descriptor_p.h>
+#include <base/descriptor_p.h>
 
 #include <QByteArray>
 #include <QDeadlineTimer>
@@ -26,7 +26,7 @@ public:
     bool open();
     /// The end that the child writes to.
     int writeEnd() const { return m_write.get(); }
-    void closeWriteEnd() { m_write.close(); }
+    void closeWriteEnd() { m_write = TesCoreBase::Descriptor(); }
     /// The end to poll, -1 after end-of-file.
     int readEnd() const { return m_read.get(); }
     /// Reads once, if something is there.
@@ -47,8 +47,8 @@ private:
     QByteArray m_bytes; ///< What was read, and room for more.
     Size m_used = 0;
     bool m_truncated = false;
-    TesCoreFiles::Descriptor m_read;
-    TesCoreFiles::Descriptor m_write;
+    TesCoreBase::Descriptor m_read;
+    TesCoreBase::Descriptor m_write;
 };
 
 /// A child in a process group of its own, with end-of-file as its standard input. Not a QProcess: Qt 5 gives
@@ -78,7 +78,7 @@ private:
     bool reap(int options);
 
     pid_t m_pid = 0; ///< 0 when nothing runs that is still to be waited for.
-    TesCoreFiles::Descriptor m_ended;
+    TesCoreBase::Descriptor m_ended;
 };
 
 } // namespace TesCoreProcess

@@ -2,7 +2,7 @@
 
 #include "childprocess_p.h"
 
-#include <files/nativepath_p.h>
+#include <base/nativepath_p.h>
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -18,14 +18,14 @@ using TesCoreProcess::ChildProcess;
 QByteArray programPath(const QString &name)
 {
     if (name.isEmpty() || name.contains(QLatin1Char('/')))
-        return TesCoreFiles::nativePath(name);
-    return TesCoreFiles::nativePath(QStandardPaths::findExecutable(name));
+        return TesCoreBase::nativePath(name);
+    return TesCoreBase::nativePath(QStandardPaths::findExecutable(name));
 }
 
 bool start(ChildProcess &child, const QString &commandLine, const QString &workingDir)
 {
     // What cannot be handed over as it stands would run another command, or in another folder.
-    const QByteArray folder = TesCoreFiles::nativePath(workingDir);
+    const QByteArray folder = TesCoreBase::nativePath(workingDir);
     if (commandLine.contains(QChar::Null) || folder.isEmpty() != workingDir.isEmpty())
         return false;
     const QStringList words = QProcess::splitCommand(commandLine);
@@ -34,7 +34,7 @@ bool start(ChildProcess &child, const QString &commandLine, const QString &worki
         return false;
     QList<QByteArray> arguments;
     for (int i = 1; i < words.size(); ++i)
-        arguments.append(TesCoreFiles::encodedName(words.at(i)));
+        arguments.append(TesCoreBase::encodedName(words.at(i)));
     return child.start(program, arguments, folder);
 }
 

@@ -1,6 +1,6 @@
 #include <TesCore/TESProcess.h>
 
-#include <core/enumvalue_p.h>
+#include <base/enumvalue_p.h>
 
 #include <array>
 #include <cstring>
@@ -9,7 +9,7 @@ namespace TESProcess {
 
 namespace {
 
-using TesCoreDetail::enumValue;
+using TesCoreBase::enumValue;
 
 constexpr std::array<const char *, 2> statusWords{"Normal Exit", "Crash Exit"};
 constexpr std::array<const char *, 6> errorWords{"FailedToStart", "Crashed",    "Timedout",

@@ -1,6 +1,6 @@
 #include <TesCore/TESCoreUtil.h>
 
-#include "core/qtcompat_p.h"
+#include <base/qtcompat_p.h>
 
 #include <QUrl>
 
@@ -33,7 +33,7 @@ float RoundToOneDecimal(float value)
 
 QDate convertCompileStringDate(const QString &date)
 {
-    return TesCoreCompat::toDate(date, QStringLiteral("MMM d yyyy"));
+    return TesCoreBase::toDate(date, QStringLiteral("MMM d yyyy"));
 }
 
 } // namespace TESCoreUtil

@@ -1,6 +1,6 @@
 #include <TesCore/TCoreType.h>
 
-#include "core/qtcompat_p.h"
+#include <base/qtcompat_p.h>
 
 #include <QtAlgorithms>
 
@@ -174,7 +174,7 @@ void orderForInserting(std::vector<Span> &spans, const QSet<int> &ids)
     constexpr std::size_t mostParts = 4096;
     if (spans.size() < fewSpans)
         return;
-    const TesCoreCompat::BucketHint buckets(ids);
+    const TesCoreBase::BucketHint buckets(ids);
     int shift = 0;
     while (buckets.count >> shift >= mostParts)
         ++shift;

@@ -1,6 +1,6 @@
 #include <TesCore/TCoreType.h>
 
-#include "core/qtcompat_p.h"
+#include <base/qtcompat_p.h>
 
 #include <QStringView>
 
@@ -41,7 +41,7 @@ namespace TCoreType {
 
 QPair<int, int> toIntPair(const QString &text, bool *ok)
 {
-    return readPair<int>(text, ok, TesCoreCompat::toInt);
+    return readPair<int>(text, ok, TesCoreBase::toInt);
 }
 
 QPair<double, double> toDoublePair(const QString &text, bool *ok)

@@ -1,14 +1,13 @@
 #include "nativepath_p.h"
 
-#include <core/qtcompat_p.h>
+#include "qtcompat_p.h"
 
 #include <QFile>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
-namespace TesCoreFiles {
+namespace TesCoreBase {
 
 namespace {
 
@@ -30,16 +29,16 @@ bool isAscii(const Text &text)
 
 QString decodedName(const QByteArray &name)
 {
-    return TesCoreCompat::knowsFileNames() ? QFile::decodeName(name) : QString::fromUtf8(name);
+    return knowsFileNames() ? QFile::decodeName(name) : QString::fromUtf8(name);
 }
 
-int reasonAgainst(const QString &path, const QByteArray &encoded)
+Result encodable(const QString &path, const QByteArray &encoded)
 {
     if (path.isEmpty())
-        return ENOENT;
+        return Result(ENOENT);
     if (path.contains(QChar::Null))
-        return EINVAL;
-    return isAscii(path) || decodedName(encoded) == path ? 0 : EILSEQ;
+        return Result(EINVAL);
+    return isAscii(path) || decodedName(encoded) == path ? Result() : Result(EILSEQ);
 }
 
 } // namespace
@@ -48,14 +47,16 @@ QByteArray encodedName(const QString &path)
 {
     if (isAscii(path))
         return path.toLatin1();
-    return TesCoreCompat::knowsFileNames() ? QFile::encodeName(path) : path.toUtf8();
+    return knowsFileNames() ? QFile::encodeName(path) : path.toUtf8();
 }
 
-QByteArray nativePath(const QString &path)
+QByteArray nativePath(const QString &path, Result *why)
 {
     QByteArray encoded = encodedName(path);
-    errno = reasonAgainst(path, encoded);
-    return errno == 0 ? encoded : QByteArray();
+    const Result result = encodable(path, encoded);
+    if (why)
+        *why = result;
+    return result ? encoded : QByteArray();
 }
 
 QString textName(const char *name)
@@ -69,4 +70,4 @@ QString errorText(int errorNumber)
     return qt_error_string(errorNumber);
 }
 
-} // namespace TesCoreFiles
+} // namespace TesCoreBase

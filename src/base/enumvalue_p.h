@@ -4,7 +4,7 @@
 #include <cstring>
 #include <type_traits>
 
-namespace TesCoreDetail {
+namespace TesCoreBase {
 
 /// The number that an enumeration variable holds, as an unsigned one. It need not be an enumerator's: callers
 /// pass on numbers that they read somewhere. It is copied as bytes because loading a value outside an
@@ -18,6 +18,6 @@ unsigned enumValue(const Enum &value)
     return number;
 }
 
-} // namespace TesCoreDetail
+} // namespace TesCoreBase
 
 #endif

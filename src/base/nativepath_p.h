@@ -1,15 +1,17 @@
 #ifndef TESCORE_NATIVEPATH_P_H
 #define TESCORE_NATIVEPATH_P_H
 
+#include "result_p.h"
+
 #include <QByteArray>
 #include <QString>
 
-namespace TesCoreFiles {
+namespace TesCoreBase {
 
-/// The bytes that name `path` to the kernel, or a null array (and errno set) when no entry can have that
-/// name: it is empty (ENOENT), holds a NUL (EINVAL), or the locale cannot encode it (EILSEQ), where a
-/// conversion would silently name another entry.
-QByteArray nativePath(const QString &path);
+/// The bytes that name `path` to the kernel, or a null array where no entry can have that name. `*why` (may
+/// be null) tells the reason: the path is empty (ENOENT), holds a NUL (EINVAL), or the locale cannot encode
+/// it (EILSEQ), so that a conversion would silently name another entry.
+QByteArray nativePath(const QString &path, Result *why = nullptr);
 
 /// What QFile::encodeName() makes of `path`, also while static objects are destroyed.
 QByteArray encodedName(const QString &path);
@@ -20,6 +22,6 @@ QString textName(const char *name);
 /// The description that Qt's file classes give for an error number.
 QString errorText(int errorNumber);
 
-} // namespace TesCoreFiles
+} // namespace TesCoreBase
 
 #endif

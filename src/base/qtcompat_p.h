@@ -15,7 +15,7 @@
 #include <QTextCodec>
 #endif
 
-namespace TesCoreCompat {
+namespace TesCoreBase {
 
 /// The decimal number that `text` is, as QString::toInt() of Qt 5 reads it. Qt 6 (seen in 6.4) skips no white
 /// space beyond ASCII, does not know U+2212 as a minus sign, and takes a NUL for the end of the text.
@@ -71,6 +71,6 @@ inline bool knowsFileNames()
 #endif
 }
 
-} // namespace TesCoreCompat
+} // namespace TesCoreBase
 
 #endif
