@@ -1,11 +1,12 @@
 #include <TesCore/TESCoreUtil.h>
 
-#include "filecopy_p.h"
+#include "filemove_p.h"
 #include "openfile_p.h"
-#include "place_p.h"
-#include <base/nativepath_p.h>
+#include "overlap_p.h"
+#include "rename_p.h"
 
-#include <cstdio>
+#include <base/exceptions_p.h>
+#include <base/nativepath_p.h>
 
 namespace TESCoreUtil {
 
@@ -14,52 +15,49 @@ using namespace TesCoreFiles;
 namespace {
 
 // As many links as the kernel follows before it reports a loop.
-constexpr int kMostLinks = 40;
+constexpr int kMaxLinks = 40;
 
-/// Reports the error number that the failed call left.
-bool failed(QString *error)
+/// False; tells why.
+bool failed(Result failure, QString *error)
 {
     if (error)
-        *error = errorText(errno);
+        *error = errorText(failure.error());
     return false;
 }
 
 bool exists(const QByteArray &path)
 {
     struct stat info;
-    return Place(path).status(&info);
+    return bool(Path(path).status(&info));
 }
 
-bool isAccessible(const Place &place, int mode)
+Result access(At entry, int mode)
 {
-    return ::faccessat(place.folder(), place.name(), mode, AT_EACCESS) == 0;
+    const Result allowed = Result::of(::faccessat(entry.dirfd, entry.name, mode, AT_EACCESS));
+    // Containers that do not know the newer system call refuse it; the older one asks for the real user.
+    return allowed.error() == EPERM ? Result::of(::faccessat(entry.dirfd, entry.name, mode, 0)) : allowed;
 }
 
-bool isSpecial(mode_t mode)
-{
-    return !S_ISREG(mode) && !S_ISDIR(mode);
-}
-
-/// Whether two paths name one entry. True too when that cannot be found out.
+/// Whether two paths name one entry. True too when that is unknown.
 bool isSameEntry(const Entry &a, const Entry &b)
 {
-    if (a.name != b.name)
+    if (a.name() != b.name())
         return false;
     struct stat folderOfA, folderOfB;
-    const bool areKnown = ::fstat(a.folderFd(), &folderOfA) == 0 && ::fstat(b.folderFd(), &folderOfB) == 0;
+    const bool areKnown = ::fstat(a.at().dirfd, &folderOfA) == 0 && ::fstat(b.at().dirfd, &folderOfB) == 0;
     return !areKnown || FileId(folderOfA) == FileId(folderOfB);
 }
 
 /// Whether removing `destination`, whose status is `old`, would leave `source` without its content: both name
-/// one entry, or `source` is a link that leads through `destination` or ends there. True too when that cannot
-/// be found out.
+/// one entry, or `source` is a link that leads through `destination` or ends there. True too when that is
+/// unknown.
 bool wouldDestroy(const QByteArray &source, const Entry &destination, const struct stat &old)
 {
     struct stat own;
     QByteArray path = source;
-    for (int links = 0; links <= kMostLinks && !path.isNull(); ++links) {
-        if (!Place(path).ownStatus(&own))
-            return !meansMissing(errno);
+    for (int links = 0; links <= kMaxLinks && !path.isNull(); ++links) {
+        if (const Result found = Path(path).linkStatus(&own); !found)
+            return !meansMissing(found);
         // Of a file with several names another one keeps the content.
         if (FileId(own) == FileId(old))
             return own.st_nlink == 1 || isSameEntry(Entry(path), destination);
@@ -70,169 +68,189 @@ bool wouldDestroy(const QByteArray &source, const Entry &destination, const stru
     return true;
 }
 
+Result unlink(At entry)
+{
+    return Result::of(::unlinkat(entry.dirfd, entry.name, 0));
+}
+
 /// Puts the folder `from` in the place of the file `to`, onto which it cannot be renamed: the two change
 /// places, and then the file goes. Where the file system cannot do that the file goes aside first.
-bool replaceByFolder(const Entry &from, const Entry &to)
+bool replaceByFolder(const Entry &from, At to)
 {
-    const auto exchange = [&](const char *name) {
-        return ::renameat2(from.folderFd(), name, to.folderFd(), to.nameData(), RENAME_EXCHANGE) == 0;
-    };
-    if (exchange(from.nameData())) {
-        const QByteArray file = entryPath(from.name); // a slash after the folder's name would refuse the file
-        if (::unlinkat(from.folderFd(), file.constData(), 0) == 0)
-            return true;
-        exchange(file.constData());
-        return false;
+    const QByteArray name = entryPath(from.name()); // a slash after the folder's name would refuse the file
+    const At source{from.at().dirfd, name.constData()};
+    const Result exchanged = exchange(source, to);
+    if (exchanged) {
+        const Result removed = unlink(source);
+        // What cannot be put back has lost nothing: both are there.
+        if (!removed && isCertainlyUndone(removed))
+            static_cast<void>(exchange(source, to));
+        return bool(removed);
     }
-    if (errno != EINVAL && errno != ENOSYS)
+    if (!isUnsupported(exchanged))
         return false;
-    const QByteArray aside = draftName();
-    if (!renameExclusively(to.folderFd(), to.nameData(), to.folderFd(), aside.constData()))
+    const QByteArray asideName = temporaryName();
+    const At aside{to.dirfd, asideName.constData()};
+    if (!renameExclusively(to, aside))
         return false;
-    if (renameExclusively(from.folderFd(), from.nameData(), to.folderFd(), to.nameData())) {
-        if (::unlinkat(to.folderFd(), aside.constData(), 0) == 0)
-            return true;
-        renameExclusively(to.folderFd(), to.nameData(), from.folderFd(), from.nameData());
+    Result done = renameExclusively(source, to);
+    if (done) {
+        done = unlink(aside);
+        if (done || !isCertainlyUndone(done) || !renameExclusively(to, source))
+            return bool(done);
     }
-    renameExclusively(to.folderFd(), aside.constData(), to.folderFd(), to.nameData());
+    static_cast<void>(renameExclusively(aside, to));
     return false;
 }
 
-/// Puts `from` in the place of the existing file `to`, which is there until that has happened.
-bool replaceEntry(const Entry &from, const Entry &to, const struct stat &source)
+/// Puts `from`, whose own status is `own`, in the place of the existing file `to`, whose own is `old`.
+bool replaceEntry(const QByteArray &fromPath, const Entry &from, const struct stat &own, const Entry &to,
+                  const struct stat &old)
 {
-    if (!S_ISDIR(source.st_mode)) {
-        if (::renameat(from.folderFd(), from.nameData(), to.folderFd(), to.nameData()) == 0)
-            return true;
-        return errno == EXDEV &&
-               FileCopy(Durability::Durable)
-                   .copy(from.folderFd(), from.nameData(), to.folderFd(), to.nameData(), Existing::Replace) &&
-               removeUnchanged(from.folderFd(), from.nameData(), Snapshot(source));
-    }
-    return replaceByFolder(from, to);
+    if (S_ISDIR(old.st_mode) || isSameEntry(from, to) || wouldDestroy(fromPath, to, old) ||
+        !mayRemove(from.at(), own) || !mayRemove(to.at(), old))
+        return false;
+    if (S_ISDIR(own.st_mode))
+        return replaceByFolder(from, to.at());
+    // Two names of one file: a rename would keep both.
+    if (FileId(old) == FileId(own))
+        return bool(unlink(from.at()));
+    struct stat folder;
+    const bool isNear = ::fstat(to.at().dirfd, &folder) == 0 && folder.st_dev == own.st_dev;
+    const Result renamed = isNear ? renameOver(from.at(), to.at()) : Result(EXDEV);
+    return renamed || (renamed.error() == EXDEV &&
+                       moveFile(from.at(), to.at(), Existing::Replace, IfSourceStays::Fails));
+}
+
+bool renameFile(const QByteArray &fromPath, const QByteArray &toPath, bool overwrite)
+{
+    const Entry from(fromPath), to(toPath);
+    struct stat own, old;
+    if (!from.result() || !to.result() || !exists(fromPath) || !linkStatus(from.at(), &own) ||
+        (S_ISDIR(own.st_mode) && leadsInto(toPath, fromPath)))
+        return false;
+    if (exists(toPath))
+        return overwrite && linkStatus(to.at(), &old) && replaceEntry(fromPath, from, own, to, old);
+    const Result renamed = renameExclusively(from.at(), to.at());
+    return renamed ||
+           (renamed.error() == EXDEV && moveFile(from.at(), to.at(), Existing::Keep, IfSourceStays::Fails));
+}
+
+bool copyAndRemove(const QByteArray &fromPath, const QByteArray &toPath, bool overwrite)
+{
+    const Entry from(fromPath), to(toPath);
+    struct stat old;
+    if (!from.result() || !to.result())
+        return false;
+    const bool isReplacing = overwrite && exists(toPath) && linkStatus(to.at(), &old);
+    if (isReplacing && (S_ISDIR(old.st_mode) || isSameEntry(from, to) || wouldDestroy(fromPath, to, old) ||
+                        !mayRemove(to.at(), old)))
+        return false;
+    return bool(moveFile(from.at(), to.at(), isReplacing ? Existing::Replace : Existing::Keep,
+                         IfSourceStays::CopyIsEnough));
 }
 
 /// Whether a file could be created at `path`, where nothing exists: by creating it without a name, which
 /// leaves no trace even if the process is killed, or else by creating and removing it.
-bool canCreate(const QByteArray &path, QString *error)
+Result canCreate(const QByteArray &path)
 {
     const Entry entry(path);
-    if (!entry.folder.isOpen())
-        return failed(error);
+    if (!entry.result())
+        return entry.result();
     struct stat made, found;
-    const bool isFree = !entry.name.endsWith('/') &&
-                        ::fstatat(entry.folderFd(), entry.nameData(), &found, AT_SYMLINK_NOFOLLOW) != 0 &&
-                        errno == ENOENT;
-    if (isFree && openUnnamed(entry.folderFd()).isOpen())
-        return true;
-    const Descriptor probe(::openat(entry.folderFd(), entry.nameData(),
+    const bool isFree = !entry.name().endsWith('/') && linkStatus(entry.at(), &found).error() == ENOENT;
+    if (isFree && openUnnamed(entry.at().dirfd).isOpen())
+        return Result();
+    const Descriptor probe(::openat(entry.at().dirfd, entry.at().name,
                                     O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!probe.isOpen())
-        return failed(error);
-    const bool areKnown = ::fstat(probe.get(), &made) == 0 &&
-                          ::fstatat(entry.folderFd(), entry.nameData(), &found, AT_SYMLINK_NOFOLLOW) == 0;
+        return probe.result();
+    const bool areKnown = ::fstat(probe.get(), &made) == 0 && linkStatus(entry.at(), &found);
     if (!areKnown || FileId(made) == FileId(found))
-        ::unlinkat(entry.folderFd(), entry.nameData(), 0);
-    return true;
+        static_cast<void>(unlink(entry.at())); // an empty file at worst
+    return Result();
+}
+
+bool isWritable(const QString &path, QString *error)
+{
+    QByteArray native = nativePath(path);
+    struct stat info;
+    if (!native.isNull()) {
+        const Path existing(native);
+        const Result found = existing.status(&info);
+        if (found && S_ISDIR(info.st_mode))
+            return bool(access(existing.at(), W_OK));
+        if (found && !S_ISREG(info.st_mode)) {
+            const Result allowed = access(existing.at(), W_OK);
+            return allowed || failed(allowed, error);
+        }
+        if (!found && found.error() == ELOOP)
+            return failed(found, error);
+        if (!found) {
+            // A link whose target is missing: the file would be created where it leads.
+            for (int i = 0; i < kMaxLinks && Path(native).linkStatus(&info) && S_ISLNK(info.st_mode); ++i)
+                native = linkTarget(native);
+            const Result creatable = canCreate(native);
+            return creatable || failed(creatable, error);
+        }
+    }
+    return openForWriting(path, O_APPEND, error).isOpen();
+}
+
+bool isReadable(const QString &path, QString *error)
+{
+    const Path existing(nativePath(path));
+    struct stat info;
+    if (existing.status(&info) && !S_ISREG(info.st_mode)) {
+        const Result allowed = access(existing.at(), R_OK);
+        return allowed || (!S_ISDIR(info.st_mode) && failed(allowed, error));
+    }
+    return openForReading(path, error).isOpen();
 }
 
 } // namespace
 
 bool DeleteFile(const QString &path, QString *error)
 {
-    const QByteArray native = nativePath(path);
-    if (native.isNull())
-        return true;
-    const Place place(native);
-    struct stat info;
-    if (!place.status(&info))
-        return meansMissing(errno) || failed(error);
-    return ::unlinkat(place.folder(), place.name(), 0) == 0 || failed(error);
+    return orFailure([&] {
+        const QByteArray native = nativePath(path);
+        if (native.isNull())
+            return true;
+        const Path file(native);
+        struct stat info;
+        Result result = file.status(&info);
+        if (!result)
+            return meansMissing(result) || failed(result, error);
+        result = unlink(file.at());
+        // Another process that deletes the same is welcome to be quicker.
+        return result || result.error() == ENOENT || failed(result, error);
+    });
 }
 
 bool RenameFile(const QString &source, const QString &destination, bool overwrite)
 {
-    const QByteArray fromPath = nativePath(source);
-    const QByteArray toPath = nativePath(destination);
-    if (fromPath.isNull() || toPath.isNull() || !exists(fromPath))
-        return false;
-    const Entry from(fromPath);
-    const Entry to(toPath);
-    if (!from.folder.isOpen() || !to.folder.isOpen())
-        return false;
-
-    if (!exists(toPath)) {
-        FileCopy copier(Durability::Durable);
-        return moveExclusively(copier, from.folderFd(), from.nameData(), to.folderFd(), to.nameData());
-    }
-    struct stat old, own;
-    if (!overwrite || !Place(toPath).ownStatus(&old) || S_ISDIR(old.st_mode) ||
-        !Place(fromPath).ownStatus(&own) || isSameEntry(from, to) || wouldDestroy(fromPath, to, old))
-        return false;
-    // Two names of one file: a rename would keep both.
-    if (FileId(old) == FileId(own))
-        return ::unlinkat(from.folderFd(), from.nameData(), 0) == 0;
-    return replaceEntry(from, to, own);
+    return orFailure([&] {
+        const QByteArray from = nativePath(source), to = nativePath(destination);
+        return !from.isNull() && !to.isNull() && renameFile(from, to, overwrite);
+    });
 }
 
 bool MoveFile(const QString &source, const QString &destination, bool overwrite)
 {
-    const QByteArray fromPath = nativePath(source);
-    const QByteArray toPath = nativePath(destination);
-    if (fromPath.isNull() || toPath.isNull())
-        return false;
-    const Entry from(fromPath);
-    const Entry to(toPath);
-    struct stat own, old;
-    if (!from.folder.isOpen() || !to.folder.isOpen() || !Place(fromPath).ownStatus(&own))
-        return false;
-    const bool replaces = overwrite && exists(toPath) && Place(toPath).ownStatus(&old);
-    if (replaces && (isSameEntry(from, to) || wouldDestroy(fromPath, to, old)))
-        return false;
-
-    FileCopy copier(Durability::Durable);
-    if (!copier.copy(from.folderFd(), from.nameData(), to.folderFd(), to.nameData(),
-                     replaces ? Existing::Replace : Existing::Keep))
-        return false;
-    // Its content is safe elsewhere; a source that cannot be removed, or has changed since, simply stays.
-    removeUnchanged(from.folderFd(), from.nameData(), Snapshot(own));
-    return true;
+    return orFailure([&] {
+        const QByteArray from = nativePath(source), to = nativePath(destination);
+        return !from.isNull() && !to.isNull() && copyAndRemove(from, to, overwrite);
+    });
 }
 
 bool IsReadable(const QString &path, QString *error)
 {
-    const Place place(nativePath(path));
-    struct stat info;
-    if (place.status(&info)) {
-        if (S_ISDIR(info.st_mode))
-            return isAccessible(place, R_OK);
-        if (isSpecial(info.st_mode))
-            return isAccessible(place, R_OK) || failed(error);
-    }
-    return openForReading(path, error).isOpen();
+    return orFailure([&] { return isReadable(path, error); });
 }
 
 bool IsWritable(const QString &path, QString *error)
 {
-    QByteArray native = nativePath(path);
-    if (native.isNull())
-        return openForWriting(path, O_APPEND, error).isOpen();
-    const Place place(native);
-    struct stat info;
-    if (place.status(&info)) {
-        if (S_ISDIR(info.st_mode))
-            return isAccessible(place, W_OK);
-        if (isSpecial(info.st_mode))
-            return isAccessible(place, W_OK) || failed(error);
-        return openForWriting(path, O_APPEND, error).isOpen();
-    }
-    if (errno == ELOOP)
-        return failed(error);
-    // A link whose target is missing: the file would be created where it leads.
-    for (int links = 0; links < kMostLinks && Place(native).ownStatus(&info) && S_ISLNK(info.st_mode);
-         ++links)
-        native = linkTarget(native);
-    return canCreate(native, error);
+    return orFailure([&] { return isWritable(path, error); });
 }
 
 } // namespace TESCoreUtil

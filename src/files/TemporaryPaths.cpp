@@ -1,7 +1,8 @@
 #include <TesCore/TESCoreUtil.h>
 
 #include "filecopy_p.h"
-#include "place_p.h"
+#include "path_p.h"
+#include "targettree_p.h"
 #include <base/nativepath_p.h>
 
 #include <QCoreApplication>
@@ -24,9 +25,9 @@ bool isTrusted(const struct stat &info)
 
 bool isTrusted(const QByteArray &folder)
 {
-    const Place place(folder);
+    const Path place(folder);
     struct stat own, info;
-    return place.ownStatus(&own) && isTrusted(own) && place.status(&info) && isTrusted(info);
+    return place.linkStatus(&own) && isTrusted(own) && place.status(&info) && isTrusted(info);
 }
 
 /// Opens the temporary root, making it where it is missing. Not open when others could tamper with it: its
@@ -44,8 +45,8 @@ Descriptor openRoot()
         if (!isTrusted(path.left(end)))
             return Descriptor();
     }
-    const Place place(path);
-    Descriptor root(::openat(place.folder(), place.name(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const Path place(path);
+    Descriptor root(::openat(place.at().dirfd, place.at().name, O_PATH | O_DIRECTORY | O_CLOEXEC));
     struct stat info; // of what was opened, should somebody have been quicker
     const bool isSafe = root.isOpen() && ::fstat(root.get(), &info) == 0 && isTrusted(info);
     return isSafe ? std::move(root) : Descriptor();
@@ -55,7 +56,7 @@ bool isTaken(const QString &path)
 {
     struct stat info;
     const QByteArray native = nativePath(path);
-    return !native.isNull() && Place(native).status(&info);
+    return !native.isNull() && Path(native).status(&info);
 }
 
 /// A path below the temporary root, made of a fresh UUID and `suffix`, where nothing exists.
@@ -81,7 +82,7 @@ QString GetNewTempFolderPath(bool create)
     if (!create)
         return path;
     const Descriptor root = openRoot();
-    while (root.isOpen() && ::mkdirat(root.get(), Entry(encodedName(path)).nameData(), kPrivate) != 0 &&
+    while (root.isOpen() && ::mkdirat(root.get(), Entry(encodedName(path)).at().name, kPrivate) != 0 &&
            errno == EEXIST)
         path = freshPath(QString());
     return path;
@@ -94,7 +95,7 @@ QString GetNewTempFilePath(QString suffix)
     const QString path = freshPath(suffix);
     // A suffix that holds "/" names folders below the root.
     if (openRoot().isOpen())
-        makeFolders(nativePath(QFileInfo(path).absolutePath()), kPrivate);
+        static_cast<void>(makeFolders(nativePath(QFileInfo(path).absolutePath()), kPrivate));
     return path;
 }
 
@@ -106,10 +107,7 @@ QString CreateTemporaryCopy(const QString &path)
     const QString copy =
         QDir(QDir::tempPath()).absoluteFilePath(CreateUUID() + QLatin1Char('.') + QFileInfo(path).suffix());
     const Entry to(nativePath(copy));
-    const Place source(from);
-    const bool isCopied = to.folder.isOpen() && FileCopy(Durability::None)
-                                                    .copy(source.folder(), source.name(), to.folderFd(),
-                                                          to.nameData(), Existing::Keep);
+    const bool isCopied = to.result() && FileCopy(Carry::Permissions).copy(Path(from).at(), to.at());
     return isCopied ? copy : QString();
 }
 

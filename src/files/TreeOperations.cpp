@@ -1,12 +1,15 @@
 #include <TesCore/TESCoreUtil.h>
 
-#include "copyrecord_p.h"
-#include "filecopy_p.h"
-#include "place_p.h"
-#include "treewalk_p.h"
+#include "journal_p.h"
+#include "overlap_p.h"
+#include "rename_p.h"
+#include "targettree_p.h"
+
+#include <base/exceptions_p.h>
 #include <base/nativepath_p.h>
 
 #include <limits>
+#include <optional>
 
 namespace TESCoreUtil {
 
@@ -14,57 +17,25 @@ using namespace TesCoreFiles;
 
 namespace {
 
-constexpr mode_t kNewFolder = S_IRWXU | S_IRWXG | S_IRWXO; // less the umask
-
 bool isFolder(const QByteArray &path)
 {
     struct stat info;
-    return Place(path).status(&info) && S_ISDIR(info.st_mode);
+    return Path(path).status(&info) && S_ISDIR(info.st_mode);
 }
 
-bool isMissing(const QByteArray &path)
+Result unlink(At entry, int flags = 0)
 {
-    struct stat info;
-    return !Place(path).status(&info) && meansMissing(errno);
+    return Result::of(::unlinkat(entry.dirfd, entry.name, flags));
 }
 
-/// Whether the folder `id` is somewhere in the tree `path`. Looks from above, and so sees what is mounted
-/// there from elsewhere.
-bool holdsFolder(const QByteArray &path, const FileId &id)
+/// Deletes an entry; another process that does the same is welcome to be quicker.
+bool remove(At entry, int flags = 0)
 {
-    TreeWalk walk(Order::None);
-    if (!walk.open(Place(path), Links::Follow))
-        return false;
-    while (walk.next()) {
-        if (!walk.atFolderEnd() && walk.isFolder() && !walk.isLink() && walk.enter() && walk.id() == id)
-            return true;
-    }
-    return walk.failed();
+    const Result removed = unlink(entry, flags);
+    return removed || removed.error() == ENOENT;
 }
 
-/// Whether moving or copying `source` to `destination` would write into `source` itself. True too when that
-/// cannot be found out.
-bool leadsIntoItself(const QByteArray &source, const QByteArray &destination)
-{
-    struct stat own, info;
-    const Place from(source);
-    if (!from.status(&own))
-        return !meansMissing(errno);
-    const Descriptor nearest = openNearestExisting(destination);
-    if (!nearest.isOpen() || ::fstat(nearest.get(), &info) != 0 || isInside(nearest, FileId(own)))
-        return true;
-    return own.st_dev == info.st_dev && !areOnOneMount(from, nearest) && holdsFolder(source, FileId(info));
-}
-
-/// Whether one of two folders is in the tree of the other, by whatever mounts.
-bool holdOneAnother(const QByteArray &a, const QByteArray &b)
-{
-    struct stat infoOfA, infoOfB;
-    return Place(a).status(&infoOfA) && Place(b).status(&infoOfB) &&
-           (holdsFolder(a, FileId(infoOfB)) || holdsFolder(b, FileId(infoOfA)));
-}
-
-/// Deletes what is in the folder in which `walk` stands. False, and errno set, at the first failure.
+/// Deletes what is in the folder in which `walk` stands. Stops at the first failure.
 bool deleteEntries(TreeWalk &walk)
 {
     while (walk.next()) {
@@ -76,69 +47,167 @@ bool deleteEntries(TreeWalk &walk)
                 continue;
             flags = AT_REMOVEDIR; // goes all the same if there is nothing in it
         }
-        if (::unlinkat(walk.fd(), walk.name(), flags) != 0)
+        if (!remove(walk.entry(), flags))
             return false;
     }
     return !walk.failed();
 }
 
-/// Deletes the folder `place`, which is no link, with what is in it.
-bool deleteTree(const Place &place)
+/// Deletes the folder `path`, which is no link, with what is in it.
+bool deleteTree(const Path &path)
 {
     TreeWalk walk(Order::ByName);
-    if (walk.open(place, Links::Refuse) && !deleteEntries(walk))
+    if (walk.open(path.at(), Links::NoFollow) && !deleteEntries(walk))
         return false;
-    return ::unlinkat(place.folder(), place.name(), AT_REMOVEDIR) == 0;
+    return remove(path.at(), AT_REMOVEDIR);
 }
 
-Known known(const TreeWalk &walk)
+/// Deletes what is visible in the folder `path`.
+bool deleteContents(const QByteArray &path)
 {
-    return walk.isFile() && !walk.isLink() ? Known::ListedFile : Known::Nothing;
+    const QByteArray entry = entryPath(path);
+    const Path folder(entry);
+    struct stat info;
+    if (const Result found = folder.linkStatus(&info); !found)
+        return meansMissing(found);
+    if (!S_ISDIR(info.st_mode))
+        return !S_ISLNK(info.st_mode);
+    TreeWalk walk(Order::ByName);
+    const Result opened = walk.open(folder.at(), Links::NoFollow);
+    return opened ? deleteEntries(walk) : opened.error() == ENOENT;
 }
 
-/// Copies what `walk` visits into the folder in which `destination` stands, and notes it in `record`, which
-/// may be null. Stops at the first failure.
-bool copyEntries(TreeWalk &walk, FolderChain &destination, CopyRecord *record)
+/// Copies what `walk` visits into `target`. Stops at the first failure.
+bool copyEntries(TreeWalk &walk, TargetTree &target)
 {
-    FileCopy copier(Durability::None);
-    walk.keepOutOf(destination);
+    FileCopy copier(Carry::Permissions);
+    walk.exclude(target.stack());
     while (walk.next()) {
-        const char *name = walk.name();
+        const At copy{target.dirfd(), walk.name()};
+        Result done;
         if (walk.atFolderEnd()) {
-            if (!destination.leave())
-                return false;
-            if (record)
-                record->left();
+            done = target.leave(walk);
         } else if (walk.isFolder()) {
-            if (::mkdirat(destination.fd(), name, kNewFolder) != 0 || (record && !record->entering(walk)) ||
-                !destination.enter(name, Links::Refuse) || !walk.enter())
-                return false;
+            done = target.make(walk);
+            if (done)
+                done = target.enter(walk, Links::NoFollow);
         } else {
-            Snapshot source;
-            if (!copier.copy(walk.fd(), name, destination.fd(), name, Existing::Keep, known(walk), &source) ||
-                (record && !record->copied(walk, source)))
-                return false;
+            done = walk.isLink() ? copier.copy(walk.entry(), copy) : copier.copyListed(walk.entry(), copy);
         }
+        if (!done)
+            return false;
     }
     return !walk.failed();
 }
 
-/// Takes a walk and the folder that it fills one level down. Neither moves where one of them cannot.
-bool enterBoth(TreeWalk &walk, FolderChain &target, Links links)
+/// Stages the file on which `walk` stands.
+Result stageFile(const TreeWalk &walk, bool mayLink, At to, FileStage &stage, StagedFile &staged)
 {
-    if (!target.enter(walk.name(), links))
-        return false;
-    if (walk.enter())
-        return true;
-    target.leave();
-    return false;
+    struct stat info;
+    if (!mayLink && !walk.isLink())
+        return stage.stageCopy(walk.entry(), true, to, &staged);
+    if (const Result found = linkStatus(walk.entry(), &info); !found)
+        return found;
+    staged = {mayLink && !walk.isLink(), {Stamp(info), Stamp(info)}}; // in case that it must be taken back
+    if (!walk.isLink())
+        return stage.stage(walk.entry(), info, true, to, &staged);
+    const Result copied = stage.stageCopy(walk.entry(), false, to, &staged);
+    staged.stamps.original = Stamp(info); // a link gives its content and goes itself
+    return copied;
 }
 
-/// Opens the folder `path`, which is made first, with its missing parents, where it does not exist.
-bool openOrMake(FolderChain &folder, const QByteArray &path)
+/// Stages what `walk` visits in `target`, and notes it in `journal`. Stops at the first failure. `mayLink`
+/// tells that the source may give up its names.
+bool stageEntries(TreeWalk &walk, TargetTree &target, FileStage &stage, Journal &journal, bool mayLink)
 {
-    return (isFolder(path) || makeFolders(path, kNewFolder)) && folder.open(Place(path), Links::Follow);
+    const dev_t device = target.stack().rootStatus().st_dev;
+    std::optional<bool> mayLinkHere; // in the folder in which the walk stands
+    walk.exclude(target.stack());
+    while (walk.next()) {
+        const At entry = walk.entry(), copy{target.dirfd(), entry.name};
+        struct stat info;
+        Result done;
+        if (walk.atFolderEnd()) {
+            mayLinkHere.reset();
+            journal.left();
+            done = target.leave(walk);
+        } else if (walk.isFolder()) {
+            mayLinkHere.reset();
+            done = linkStatus(entry, &info);
+            if (done)
+                done = target.make(walk);
+            if (done)
+                done = target.enter(walk, Links::NoFollow);
+            if (done)
+                journal.entered(entry.name, info);
+        } else {
+            if (!mayLinkHere)
+                mayLinkHere = mayLink && walk.folderStatus().st_dev == device && !walk.isBehindLink() &&
+                              mayRemoveFrom(walk.dirfd());
+            done = stageFile(walk, *mayLinkHere, copy, stage, journal.staging(entry.name));
+        }
+        if (!done)
+            return false;
+    }
+    return !walk.failed();
 }
+
+/// Files of one folder that were copied to another file system, and have to be on its disk before their
+/// sources go. Many at once: waiting for the disk takes longer than a copy.
+class CopiedFiles
+{
+public:
+    explicit CopiedFiles(int targetDirfd) : m_durability(targetDirfd), m_stage(m_durability) {}
+
+    const Durability &durability() const { return m_durability; }
+
+    /// Copies the file on which `walk` stands.
+    bool add(const TreeWalk &walk, int targetDirfd)
+    {
+        if (m_files.empty()) {
+            m_source = openFolder({walk.dirfd(), "."}, Links::NoFollow, Access::Fill);
+            m_target = openFolder({targetDirfd, "."}, Links::NoFollow, Access::Fill);
+        }
+        if (!m_durability.result() || !m_source.isOpen() || !m_target.isOpen())
+            return false;
+        m_files.push_back({walk.name(), {}});
+        File &file = m_files.back();
+        if (stageFile(walk, false, to(file), m_stage, file.staged))
+            return true;
+        m_files.pop_back();
+        return false;
+    }
+
+    /// Removes the sources once the copies are durable. A copy whose source stays is taken back. Whether
+    /// every source has gone.
+    bool commit()
+    {
+        bool areMoved = true;
+        const bool areDurable = m_files.empty() || m_durability.sync(m_target.get());
+        for (const File &file : m_files) {
+            const At from{m_source.get(), file.name.constData()};
+            const Removal removal = areDurable ? removeSource(from, file.staged, to(file)) : Removal::Refused;
+            if (removal == Removal::Refused)
+                takeBack(to(file), file.staged);
+            areMoved = areMoved && removal == Removal::Done;
+        }
+        m_files.clear();
+        return areMoved;
+    }
+
+private:
+    struct File
+    {
+        QByteArray name;
+        StagedFile staged;
+    };
+    At to(const File &file) const { return {m_target.get(), file.name.constData()}; }
+
+    const Durability m_durability;
+    FileStage m_stage;
+    Descriptor m_source, m_target;
+    std::vector<File> m_files;
+};
 
 QString absoluteFolder(const QString &path, const QByteArray &native)
 {
@@ -146,7 +215,7 @@ QString absoluteFolder(const QString &path, const QByteArray &native)
     const QString cleaned = folder.absolutePath();
     struct stat asGiven, asCleaned;
     // Taking ".." out of a path by its text leads elsewhere when a link stands before it.
-    const bool isSame = Place(native).status(&asGiven) && Place(encodedName(cleaned)).status(&asCleaned) &&
+    const bool isSame = Path(native).status(&asGiven) && Path(encodedName(cleaned)).status(&asCleaned) &&
                         FileId(asGiven) == FileId(asCleaned);
     return isSame ? cleaned : folder.canonicalPath();
 }
@@ -157,36 +226,130 @@ QByteArray pathToRead(const QString &path)
     return path.isEmpty() ? QByteArrayLiteral(".") : nativePath(path);
 }
 
+/// The path of a folder that may have to be made.
+QByteArray pathToMake(const QString &path)
+{
+    return withoutMissingFolders(nativePath(path));
+}
+
+bool moveQuickly(const QByteArray &from, const QByteArray &to)
+{
+    TreeWalk walk(Order::ByName);
+    TargetTree target(Carry::Everything);
+    if (!isFolder(from) || leadsInto(to, from) || !walk.open(Path(from).at(), Links::Follow) ||
+        !target.open(to, walk.dirfd()))
+        return false;
+
+    CopiedFiles copies(target.dirfd());
+    target.setDurability(&copies.durability());
+    bool isComplete = true;
+    walk.exclude(target.stack());
+    while (walk.next()) {
+        bool isDone = true;
+        if (walk.atFolderEnd()) {
+            isDone = copies.commit();
+            if (!target.leave(walk))
+                return false;
+        } else if (walk.isFolder()) {
+            isDone = copies.commit();
+            isDone = target.make(walk) && target.enter(walk, Links::NoFollow) && isDone;
+        } else if (walk.isFile()) {
+            const Result moved = renameExclusively(walk.entry(), {target.dirfd(), walk.name()});
+            isDone = moved || (moved.error() == EXDEV && copies.add(walk, target.dirfd()));
+        }
+        isComplete = isComplete && isDone;
+    }
+    return copies.commit() && target.finish(walk.dirfd()) && isComplete && !walk.failed();
+}
+
+bool moveDirectory(const QByteArray &from, const QByteArray &to)
+{
+    if (!isFolder(from) || leadsInto(to, from) || leadsInto(from, to) || overlap(from, to))
+        return false;
+    const Path root(entryPath(from));
+    TreeWalk walk(Order::ByName);
+    TargetTree target(Carry::Everything);
+    struct stat info;
+    // Opened and listed before anything is deleted: a source that cannot be read costs the destination
+    // nothing.
+    if (!root.linkStatus(&info) || !walk.open(Path(from).at(), Links::Follow) || !deleteContents(to) ||
+        !target.open(to, walk.dirfd()))
+        return false;
+    const bool isLink = S_ISLNK(info.st_mode);
+    const At filled{target.rootDirfd(), "."};
+    const Durability durability(filled.dirfd);
+    target.setDurability(&durability);
+    FileStage stage(durability);
+    Journal journal;
+    const bool isSafe = durability.result() && orFailure([&] {
+                            return stageEntries(walk, target, stage, journal, !isLink) &&
+                                   target.finish(walk.dirfd()) && durability.sync(filled.dirfd);
+                        });
+    if (!isSafe) {
+        journal.takeBackLinks(filled);
+        return false;
+    }
+    if (isLink)
+        return remove(root.at());
+    if (journal.removeSources(root.at(), FileId(walk.rootStatus()), filled))
+        return true;
+    journal.separateLinks(filled, stage);
+    return false;
+}
+
+bool copyDirectory(const QByteArray &from, const QByteArray &to, QDir::SortFlags sorting)
+{
+    TargetTree target(Carry::Permissions);
+    struct stat info;
+    const Result found = Path(from).status(&info);
+    if (found ? !S_ISDIR(info.st_mode) : meansMissing(found))
+        return isFolder(to) || makeFolders(to, S_IRWXU | S_IRWXG | S_IRWXO);
+
+    TreeWalk walk(Order::ByName);
+    walk.sortAs(sorting);
+    return !leadsInto(to, from) && walk.open(Path(from).at(), Links::Follow) &&
+           target.open(to, walk.dirfd()) && copyEntries(walk, target) && target.finish(walk.dirfd());
+}
+
+void copyFiles(const QByteArray &from, const QByteArray &to)
+{
+    TreeWalk walk(Order::ByName);
+    if (leadsInto(to, from) || !walk.open(Path(from).at(), Links::Follow))
+        return;
+    FileCopy copier(Carry::Permissions);
+    TargetTree target(Carry::Permissions);
+    // Errors are not told here: whatever can be copied is.
+    const auto open = [&] { return target.isOpen() || bool(target.open(to, walk.rootDirfd())); };
+    bool isOpen = isFolder(to) && open();
+    walk.exclude(target.stack());
+    while (walk.next()) {
+        if (walk.atFolderEnd()) {
+            if (!target.leave(walk))
+                return;
+        } else if (walk.isFile()) {
+            if (isOpen)
+                static_cast<void>(copier.copy(walk.entry(), {target.dirfd(), walk.name()}));
+        } else if (isOpen || (isOpen = open())) { // the first sub-folder makes the destination itself
+            if (walk.isFolder()) {
+                static_cast<void>(target.make(walk));
+                static_cast<void>(target.enter(walk, Links::Follow));
+            } else { // a link to what is neither
+                ::mkdirat(target.dirfd(), walk.name(), S_IRWXU | S_IRWXG | S_IRWXO);
+            }
+        }
+    }
+    if (isOpen)
+        static_cast<void>(target.finish(walk.dirfd()));
+}
+
 } // namespace
 
 bool MoveDirectoryQuick(const QString &source, const QString &destination)
 {
-    const QByteArray from = nativePath(source);
-    const QByteArray to = nativePath(destination);
-    if (from.isNull() || to.isNull() || !isFolder(from) || leadsIntoItself(from, to))
-        return false;
-    TreeWalk walk(Order::ByName);
-    FolderChain target(Access::Fill);
-    if (!walk.open(Place(from), Links::Follow) || !openOrMake(target, to))
-        return false;
-
-    FileCopy copier(Durability::Durable);
-    bool isComplete = true;
-    walk.keepOutOf(target);
-    while (walk.next()) {
-        const char *name = walk.name();
-        bool isDone = true;
-        if (walk.atFolderEnd()) {
-            if (!target.leave())
-                return false;
-        } else if (walk.isFolder()) {
-            isDone = ::mkdirat(target.fd(), name, kNewFolder) == 0 && enterBoth(walk, target, Links::Refuse);
-        } else if (walk.isFile()) {
-            isDone = moveExclusively(copier, walk.fd(), name, target.fd(), name);
-        }
-        isComplete = isComplete && isDone;
-    }
-    return isComplete && !walk.failed();
+    return orFailure([&] {
+        const QByteArray from = nativePath(source), to = pathToMake(destination);
+        return !from.isNull() && !to.isNull() && moveQuickly(from, to);
+    });
 }
 
 bool MoveDirectory(const QString &source, const QString &destination)
@@ -196,154 +359,100 @@ bool MoveDirectory(const QString &source, const QString &destination)
 
 bool MoveDirectoryCopy(const QString &source, const QString &destination)
 {
-    const QByteArray from = nativePath(source);
-    const QByteArray to = nativePath(destination);
-    struct stat info;
-    if (from.isNull() || to.isNull() || !isFolder(from) || leadsIntoItself(from, to) ||
-        leadsIntoItself(to, from) || holdOneAnother(from, to))
-        return false;
-    // Opened and listed before anything is deleted: a source that cannot be read costs the destination
-    // nothing.
-    TreeWalk walk(Order::ByName);
-    FolderChain target(Access::Fill);
-    if (!walk.open(Place(from), Links::Follow) || (!isMissing(to) && !DeleteFolderContents(destination)) ||
-        !openOrMake(target, to))
-        return false;
-
-    CopyRecord record;
-    if (!copyEntries(walk, target, &record) || !syncFileSystem(target.rootFd()))
-        return false;
-    const Place root(entryPath(from));
-    if (!root.ownStatus(&info))
-        return false;
-    return S_ISLNK(info.st_mode) ? ::unlinkat(root.folder(), root.name(), 0) == 0
-                                 : record.deleteFrom(root, walk.rootId());
+    return orFailure([&] {
+        const QByteArray from = nativePath(source), to = pathToMake(destination);
+        return !from.isNull() && !to.isNull() && moveDirectory(from, to);
+    });
 }
 
 bool CopyDirectory(const QDir &source, const QDir &destination)
 {
-    const QByteArray from = nativePath(source.path());
-    const QByteArray to = nativePath(destination.path());
-    if (from.isNull() || to.isNull())
-        return false;
-    FolderChain target(Access::Fill);
-    struct stat info;
-    if (!Place(from).status(&info) ? meansMissing(errno) : !S_ISDIR(info.st_mode))
-        return openOrMake(target, to);
-
-    TreeWalk walk(Order::ByName);
-    walk.sortAs(source.sorting());
-    return !leadsIntoItself(from, to) && walk.open(Place(from), Links::Follow) && openOrMake(target, to) &&
-           copyEntries(walk, target, nullptr);
+    return orFailure([&] {
+        const QByteArray from = nativePath(source.path()), to = pathToMake(destination.path());
+        return !from.isNull() && !to.isNull() && copyDirectory(from, to, source.sorting());
+    });
 }
 
 void CopyFiles(const QString &source, const QString &destination)
 {
-    const QByteArray from = pathToRead(source);
-    const QByteArray to = nativePath(destination);
-    TreeWalk walk(Order::ByName);
-    if (from.isNull() || to.isNull() || leadsIntoItself(from, to) || !walk.open(Place(from), Links::Follow))
-        return;
-
-    FileCopy copier(Durability::None);
-    FolderChain target(Access::Fill);
-    bool isOpen = isFolder(to) && target.open(Place(to), Links::Follow);
-    walk.keepOutOf(target);
-    while (walk.next()) {
-        const char *name = walk.name();
-        if (walk.atFolderEnd()) {
-            if (!target.leave())
-                return;
-        } else if (walk.isFile()) {
-            if (isOpen)
-                copier.copy(walk.fd(), name, target.fd(), name, Existing::Keep, known(walk));
-        } else {
-            // The first sub-folder makes the destination itself, if need be.
-            isOpen = isOpen || openOrMake(target, to);
-            if (isOpen) {
-                ::mkdirat(target.fd(), name, kNewFolder);
-                if (walk.isFolder())
-                    enterBoth(walk, target, Links::Follow);
-            }
-        }
-    }
+    orFailure([&] {
+        const QByteArray from = pathToRead(source), to = pathToMake(destination);
+        if (!from.isNull() && !to.isNull())
+            copyFiles(from, to);
+        return true;
+    });
 }
 
 bool DeleteFolderAndFiles(const QString &path)
 {
-    const QByteArray native = nativePath(path);
-    if (native.isNull())
-        return true;
-    const QByteArray entry = entryPath(native);
-    const Place place(entry);
-    struct stat info;
-    if (!place.ownStatus(&info))
-        return meansMissing(errno);
-    if (S_ISDIR(info.st_mode))
-        return deleteTree(place);
-    if (!place.status(&info))
-        return meansMissing(errno); // a link whose target is missing is invisible
-    return S_ISDIR(info.st_mode) && ::unlinkat(place.folder(), place.name(), 0) == 0;
+    return orFailure([&] {
+        const QByteArray native = nativePath(path);
+        if (native.isNull())
+            return true;
+        const QByteArray entry = entryPath(native);
+        const Path folder(entry);
+        struct stat info;
+        if (const Result found = folder.linkStatus(&info); !found)
+            return meansMissing(found);
+        if (S_ISDIR(info.st_mode))
+            return deleteTree(folder);
+        if (const Result found = folder.status(&info); !found)
+            return meansMissing(found); // a link whose target is missing is invisible
+        return S_ISDIR(info.st_mode) && remove(folder.at());
+    });
 }
 
 bool DeleteFolderContents(const QString &path)
 {
-    const QByteArray native = nativePath(path);
-    if (native.isNull())
-        return !path.isEmpty();
-    const QByteArray entry = entryPath(native);
-    const Place place(entry);
-    struct stat info;
-    if (!place.ownStatus(&info))
-        return meansMissing(errno);
-    if (!S_ISDIR(info.st_mode))
-        return !S_ISLNK(info.st_mode);
-    TreeWalk walk(Order::ByName);
-    return walk.open(place, Links::Refuse) && deleteEntries(walk);
+    return orFailure([&] {
+        const QByteArray native = nativePath(path);
+        return native.isNull() ? !path.isEmpty() : deleteContents(native);
+    });
 }
 
 QStringList RecursiveGetFiles(const QString &path)
 {
-    const QByteArray native = pathToRead(path);
-    QStringList files;
-    TreeWalk walk(Order::ByName);
-    if (native.isNull() || !walk.open(Place(native), Links::Follow))
-        return files;
+    return orFailure([&] {
+        const QByteArray native = pathToRead(path);
+        QStringList files;
+        TreeWalk walk(Order::ByName);
+        if (native.isNull() || !walk.open(Path(native).at(), Links::Follow))
+            return files;
 
-    QString prefix = absoluteFolder(path, native);
-    if (!prefix.endsWith(QLatin1Char('/')))
-        prefix += QLatin1Char('/');
-    std::vector<int> lengths; // of the prefixes of the folders above
-    while (walk.next()) {
-        if (walk.atFolderEnd()) {
-            prefix.truncate(lengths.back());
-            lengths.pop_back();
-        } else if (walk.isFile()) {
-            files.append(prefix + textName(walk.name()));
-        } else if (walk.isFolder() && walk.enter()) {
-            lengths.push_back(int(prefix.size()));
-            prefix += textName(walk.name()) + QLatin1Char('/');
+        constexpr QLatin1Char slash('/');
+        QString prefix = absoluteFolder(path, native);
+        if (!prefix.endsWith(slash))
+            prefix += slash;
+        while (walk.next()) {
+            if (walk.atFolderEnd())
+                prefix.truncate(prefix.lastIndexOf(slash, -2) + 1);
+            else if (walk.isFile())
+                files.append(prefix + textName(walk.name()));
+            else if (const QString name = textName(walk.name()); walk.enter())
+                prefix += name + slash;
         }
-    }
-    return files;
+        return files;
+    });
 }
 
 int getFileAndDirCount(const QString &path)
 {
-    const QByteArray native = pathToRead(path);
-    TreeWalk walk(Order::None);
-    if (native.isNull() || !walk.open(Place(native), Links::Follow))
-        return 0;
-    int count = 0;
-    while (walk.next()) {
-        if (walk.atFolderEnd())
-            continue;
-        if (count < std::numeric_limits<int>::max())
-            ++count;
-        if (walk.isFolder() && !walk.isLink())
-            walk.enter();
-    }
-    return count;
+    return orFailure([&] {
+        const QByteArray native = pathToRead(path);
+        TreeWalk walk(Order::None);
+        if (native.isNull() || !walk.open(Path(native).at(), Links::Follow))
+            return 0;
+        int count = 0;
+        while (walk.next()) {
+            if (walk.atFolderEnd())
+                continue;
+            if (count < std::numeric_limits<int>::max())
+                ++count;
+            if (walk.isFolder() && !walk.isLink())
+                static_cast<void>(walk.enter()); // one that cannot be listed counts as empty
+        }
+        return count;
+    });
 }
 
 QStringList fileNames(const QList<QFileInfo> &infos)

@@ -1,6 +1,6 @@
 #include <TesCore/TESCoreUtil.h>
 
-#include "place_p.h"
+#include "path_p.h"
 #include <base/nativepath_p.h>
 
 #include <QFileInfo>
@@ -10,12 +10,12 @@ namespace {
 bool isTaken(const QByteArray &native)
 {
     struct stat status;
-    return !native.isNull() && TesCoreFiles::Place(native).status(&status);
+    return !native.isNull() && TesCoreFiles::Path(native).status(&status);
 }
 
 bool isTaken(const QString &path)
 {
-    return isTaken(TesCoreFiles::nativePath(path));
+    return isTaken(TesCoreBase::nativePath(path));
 }
 
 } // namespace
@@ -48,8 +48,8 @@ QString TESCoreUtil::GetUniqueSequentialFileName(const QString &path)
         info.absolutePath() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char(' ');
     const QString after = QLatin1Char('.') + info.suffix();
     // Thousands of names may be taken: only their numbers are written anew.
-    const QByteArray nativeBefore = TesCoreFiles::encodedName(before);
-    const QByteArray nativeAfter = TesCoreFiles::encodedName(after);
+    const QByteArray nativeBefore = TesCoreBase::encodedName(before);
+    const QByteArray nativeAfter = TesCoreBase::encodedName(after);
     int counter = 1;
     while (isTaken(nativeBefore + QByteArray::number(counter) + nativeAfter))
         ++counter;

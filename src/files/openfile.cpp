@@ -1,9 +1,12 @@
 #include "openfile_p.h"
 
-#include "place_p.h"
+#include "path_p.h"
 #include <base/nativepath_p.h>
 
 #include <QIODevice>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 namespace TesCoreFiles {
 
@@ -26,24 +29,22 @@ int refusalToWrite(mode_t mode)
 
 Descriptor openNative(const QByteArray &native, int flags, Refusal refusal)
 {
-    if (native.isNull())
-        return Descriptor();
     // Opening a device can act on it, and opening a FIFO wakes its other end: they are left alone. A folder
     // goes on, since its permissions decide which error it gives.
-    const Place place(native);
-    struct stat status;
-    if (place.status(&status) && !S_ISDIR(status.st_mode) && refusal(status.st_mode) != 0) {
-        errno = refusal(status.st_mode);
-        return Descriptor();
-    }
-    if (!place.isReached())
-        return Descriptor();
+    const Path path(native);
+    struct stat info;
+    if (path.status(&info) && !S_ISDIR(info.st_mode) && refusal(info.st_mode) != 0)
+        return Descriptor(Result(refusal(info.st_mode)));
+    if (!path.result())
+        return Descriptor(path.result());
     // The second look, because the entry may have been replaced in between.
-    Descriptor file = openFile(place.folder(), place.name(), flags);
-    if (!file.isOpen() || ::fstat(file.get(), &status) != 0)
-        return Descriptor();
-    errno = refusal(status.st_mode);
-    return errno == 0 ? std::move(file) : Descriptor();
+    Descriptor file = openFile(path.at(), flags);
+    if (!file.isOpen())
+        return file;
+    Result known = Result::of(::fstat(file.get(), &info));
+    if (known)
+        known = Result(refusal(info.st_mode));
+    return known ? std::move(file) : Descriptor(known);
 }
 
 /// Two of the texts are Qt's own words rather than the system's.
@@ -58,20 +59,37 @@ QString openErrorText(const QString &path, int errorNumber, bool reading)
 
 Descriptor openOrTell(const QString &path, int flags, Refusal refusal, QString *error)
 {
-    Result why;
-    const QByteArray native = nativePath(path, &why);
-    if (!why)
-        errno = why.error();
-    Descriptor file = openNative(native, flags, refusal);
-    if (!file.isOpen() && error != nullptr) {
-        const int errorNumber = errno;
-        *error = openErrorText(path, errorNumber, (flags & O_ACCMODE) == O_RDONLY);
-        errno = errorNumber;
-    }
+    Result valid;
+    const QByteArray native = nativePath(path, &valid);
+    Descriptor file = valid ? openNative(native, flags, refusal) : Descriptor(valid);
+    if (!file.isOpen() && error != nullptr)
+        *error = openErrorText(path, file.error(), (flags & O_ACCMODE) == O_RDONLY);
     return file;
 }
 
 } // namespace
+
+Descriptor openFile(At entry, int flags)
+{
+    constexpr int always = O_CLOEXEC | O_NOCTTY;
+    constexpr mode_t newFile = 0666; // less the umask
+    Descriptor file(
+        retrying([&] { return ::openat(entry.dirfd, entry.name, flags | always | O_NONBLOCK, newFile); }));
+    if (file.isOpen() || file.error() != EWOULDBLOCK)
+        return file;
+    // What is held by a descriptor is the same file when it is opened to wait.
+    const Descriptor held(::openat(entry.dirfd, entry.name, O_PATH | O_CLOEXEC | (flags & O_NOFOLLOW)));
+    struct stat info;
+    if (!held.isOpen() || ::fstat(held.get(), &info) != 0 || !S_ISREG(info.st_mode))
+        return file;
+    const int waiting = (flags & ~(O_CREAT | O_NOFOLLOW)) | always;
+    return Descriptor(retrying([&] { return ::open(DescriptorPath(held.get()).text(), waiting); }));
+}
+
+Descriptor openUnnamed(int dirfd, mode_t mode)
+{
+    return Descriptor(retrying([&] { return ::openat(dirfd, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode); }));
+}
 
 Descriptor openForReading(const QString &path, QString *error)
 {

@@ -1,6 +1,8 @@
 #ifndef TESCORE_OPENFILE_P_H
 #define TESCORE_OPENFILE_P_H
 
+#include "at_p.h"
+
 #include <base/descriptor_p.h>
 
 #include <QString>
@@ -8,6 +10,14 @@
 namespace TesCoreFiles {
 
 using namespace TesCoreBase;
+
+/// Opens a file, not waiting for what blocks by nature, such as the other end of a FIFO. It waits for those
+/// who hold a lease on a regular file, as file servers do: the kernel makes them give it up in time.
+Descriptor openFile(At file, int flags);
+
+/// Makes a file in the open folder that has no name, and vanishes by itself unless it is given one; not every
+/// file system can do that.
+Descriptor openUnnamed(int dirfd, mode_t mode = S_IRUSR | S_IWUSR);
 
 /// Opens the regular file `path` for reading. Nothing blocks: FIFOs, sockets and devices are refused, and not
 /// even opened. After a failure the descriptor is closed, errno is set, and `*error` (which may be null) is

@@ -1,17 +1,17 @@
 #ifndef TESCORE_TREEWALK_P_H
 #define TESCORE_TREEWALK_P_H
 
-#include "folderchain_p.h"
-#include "folderlisting_p.h"
+#include "directorylisting_p.h"
+#include "directorystack_p.h"
 
 namespace TesCoreFiles {
 
 /// Visits the visible entries of a folder tree, depth-first, without recursion:
 ///
 ///     TreeWalk walk(Order::ByName);
-///     if (walk.open(place, Links::Refuse))
+///     if (walk.open(root, Links::NoFollow))
 ///         while (walk.next()) {
-///             if (walk.atFolderEnd()) ...      // back in the parent of folder walk.name()
+///             if (walk.atFolderEnd()) ...      // back in the parent of the folder that entry() names
 ///             else if (walk.isFolder()) walk.enter();
 ///         }
 ///
@@ -24,59 +24,57 @@ public:
 
     /// Entries come as a QDir with these sort flags lists them. To be called before open().
     void sortAs(QDir::SortFlags flags) { m_flags = flags; }
-    /// The walk does not enter the folders in which the chain `filled` stands, as if it were inside them.
-    void keepOutOf(const FolderChain &filled) { m_chain.keepOutOf(filled); }
+    /// The walk does not enter the folders in which the stack `filled` stands, as if it were inside them.
+    void exclude(const DirectoryStack &filled) { m_stack.exclude(filled); }
 
-    /// Starts in the folder `place`. False, and errno set, when it cannot be opened and listed.
-    bool open(const Place &place, Links links);
+    /// Opens and lists the folder in which the walk starts.
+    Result open(At root, Links links);
 
     /// Goes to the next entry, or to the end of a folder that was entered. False after the last; failed()
-    /// tells whether that was not the end of the tree, or entries were left out because it could not be found
-    /// out what they are.
+    /// tells whether that was not the end of the tree, or entries of unknown kind were left out.
     bool next();
     bool failed() const { return m_failed || m_isIncomplete; }
 
-    /// Whether the walk has just come back from the folder name(), having visited all of it.
+    /// The entry on which the walk stands, in the open folder that holds it.
+    At entry() const { return {dirfd(), m_levels[m_depth - 1].listing.nameOf(m_entry)}; }
+    const char *name() const { return entry().name; }
+    int dirfd() const { return m_stack.dirfd(); }
+    int rootDirfd() const { return m_stack.rootDirfd(); }
+    /// Whether the walk has just come back from the folder entry(), having visited all of it.
     bool atFolderEnd() const { return m_atFolderEnd; }
-
-    const char *name() const { return m_name; }
     bool isFolder() const { return m_entry.kind == EntryKind::Folder; }
     bool isFile() const { return m_entry.kind == EntryKind::File; }
     bool isLink() const { return m_entry.isLink; }
 
-    /// Goes down into the current entry; a link only if it was listed as one. False, and errno set, when that
-    /// cannot be opened and listed, or leads into a folder that the walk is inside already (ELOOP); the walk
-    /// goes on after it.
-    bool enter();
+    /// Goes down into the folder entry(); through a link only if it was listed as one. After a failure (ELOOP
+    /// for a folder that the walk is inside already) the walk goes on behind it.
+    Result enter();
 
-    /// The open folder that holds the current entry.
-    int fd() const { return m_chain.fd(); }
-    int rootFd() const { return m_chain.rootFd(); }
-    const FileId &rootId() const { return m_chain.rootId(); }
-    const FileId &id() const { return m_chain.id(); }
-    /// Whether the current entry was reached through a link below the root.
+    /// How many folders below the root the walk stands.
+    std::size_t depth() const { return m_depth - 1; }
+    /// What the folder dirfd(), and the one in which the walk started, were when they were opened.
+    const struct stat &folderStatus() const { return m_stack.status(); }
+    const struct stat &rootStatus() const { return m_stack.rootStatus(); }
+    /// Whether entry() was reached through a link below the root.
     bool isBehindLink() const { return m_linksInside > 0; }
 
 private:
     struct Level
     {
-        FolderListing listing;
+        DirectoryListing listing;
         std::size_t next = 0;
         bool isLink = false;
     };
 
-    bool list();
-    bool leaveFolder();
+    Result list();
 
-    FolderChain m_chain{Access::List};
+    DirectoryStack m_stack{Access::List};
     std::vector<Level> m_levels; // only the first m_depth are in use; the others keep their memory
     std::size_t m_depth = 0;
     const Order m_order;
     QDir::SortFlags m_flags = QDir::Name | QDir::IgnoreCase;
 
-    const char *m_name = nullptr;
-    FolderEntry m_entry = {};
-    QByteArray m_leftName;
+    ListedEntry m_entry = {};
     bool m_atFolderEnd = false;
     bool m_failed = false;
     bool m_isIncomplete = false;

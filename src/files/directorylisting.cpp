@@ -1,6 +1,6 @@
-#include "folderlisting_p.h"
+#include "directorylisting_p.h"
 
-#include "place_p.h"
+#include "path_p.h"
 #include <base/descriptor_p.h>
 #include <base/nativepath_p.h>
 
@@ -14,8 +14,6 @@
 #include <sys/stat.h>
 
 namespace TesCoreFiles {
-
-using namespace TesCoreBase;
 
 namespace {
 
@@ -54,7 +52,7 @@ unsigned char typeOf(mode_t mode)
 
 } // namespace
 
-bool FolderListing::read(int fd, Order order)
+Result DirectoryListing::read(int dirfd, Order order)
 {
     m_entries.clear();
     m_names.clear();
@@ -62,39 +60,41 @@ bool FolderListing::read(int fd, Order order)
 
     alignas(dirent64) char buffer[kReadSize];
     for (;;) {
-        const ssize_t length = retrying([&] { return ::getdents64(fd, buffer, sizeof buffer); });
+        const ssize_t length = retrying([&] { return ::getdents64(dirfd, buffer, sizeof buffer); });
         if (length < 0)
-            return false;
+            return Result::of(length);
         if (length == 0)
             break;
         for (ssize_t at = 0; at < length;) {
             const auto *entry = reinterpret_cast<const dirent64 *>(buffer + at);
             at += entry->d_reclen;
             if (entry->d_name[0] != '.')
-                add(fd, entry->d_name, entry->d_type);
+                add(dirfd, entry->d_name, entry->d_type);
         }
     }
     if (order == Order::ByName)
         sortByName();
-    return true;
+    return Result();
 }
 
-void FolderListing::add(int fd, const char *name, unsigned char type)
+void DirectoryListing::add(int dirfd, const char *name, unsigned char type)
 {
     struct stat info;
     if (type == DT_UNKNOWN) {
-        if (::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) == 0)
-            type = typeOf(info.st_mode);
-        else
-            m_isComplete = m_isComplete && errno == ENOENT;
+        const Result found = linkStatus({dirfd, name}, &info);
+        if (!found) {
+            m_isComplete = m_isComplete && found.error() == ENOENT;
+            return;
+        }
+        type = typeOf(info.st_mode);
     }
 
-    FolderEntry entry;
+    ListedEntry entry;
     entry.isLink = type == DT_LNK;
     if (entry.isLink) {
-        if (::fstatat(fd, name, &info, 0) != 0) {
+        if (const Result found = status({dirfd, name}, &info); !found) {
             // A target that this user may not look up is as good as missing, as it is for QDir.
-            m_isComplete = m_isComplete && (meansMissing(errno) || errno == EACCES);
+            m_isComplete = m_isComplete && (meansMissing(found) || found.error() == EACCES);
             return;
         }
         entry.kind = kindOf(info.st_mode);
@@ -112,12 +112,12 @@ void FolderListing::add(int fd, const char *name, unsigned char type)
 
 /// QDir compares lower-case forms by UTF-16 code units. For ASCII names comparing bytes is the same and needs
 /// no conversion. Equal forms, which QDir leaves in no certain order, are ordered by their bytes.
-void FolderListing::sortByName()
+void DirectoryListing::sortByName()
 {
     if (std::all_of(m_names.begin(), m_names.end(), [](char byte) { return !(byte & '\x80'); })) {
-        for (FolderEntry &entry : m_entries)
+        for (ListedEntry &entry : m_entries)
             entry.sortKey = sortKeyOf(nameOf(entry));
-        std::sort(m_entries.begin(), m_entries.end(), [this](const FolderEntry &a, const FolderEntry &b) {
+        std::sort(m_entries.begin(), m_entries.end(), [this](const ListedEntry &a, const ListedEntry &b) {
             if (a.sortKey != b.sortKey)
                 return a.sortKey < b.sortKey;
             const int order = compareIgnoringAsciiCase(nameOf(a), nameOf(b));
@@ -125,9 +125,9 @@ void FolderListing::sortByName()
         });
         return;
     }
-    std::vector<std::pair<QString, FolderEntry>> keyed;
+    std::vector<std::pair<QString, ListedEntry>> keyed;
     keyed.reserve(m_entries.size());
-    for (const FolderEntry &entry : m_entries)
+    for (const ListedEntry &entry : m_entries)
         keyed.emplace_back(textName(nameOf(entry)).toLower(), entry);
     std::sort(keyed.begin(), keyed.end(), [this](const auto &a, const auto &b) {
         const int order = a.first.compare(b.first);
@@ -137,14 +137,14 @@ void FolderListing::sortByName()
                    [](const auto &pair) { return pair.second; });
 }
 
-void FolderListing::sortAs(QDir::SortFlags flags, int fd)
+void DirectoryListing::sortAs(QDir::SortFlags flags, int dirfd)
 {
-    const QStringList names = QDir(QStringLiteral("/proc/self/fd/%1").arg(fd))
+    const QStringList names = QDir(QStringLiteral("/proc/self/fd/%1").arg(dirfd))
                                   .entryList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, flags);
     QHash<QString, qsizetype> position;
     for (const QString &name : names)
         position.insert(name, position.size());
-    std::stable_sort(m_entries.begin(), m_entries.end(), [&](const FolderEntry &a, const FolderEntry &b) {
+    std::stable_sort(m_entries.begin(), m_entries.end(), [&](const ListedEntry &a, const ListedEntry &b) {
         return position.value(textName(nameOf(a)), names.size()) <
                position.value(textName(nameOf(b)), names.size());
     });

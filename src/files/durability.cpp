@@ -1,0 +1,74 @@
+#include "durability_p.h"
+
+#include "directorystack_p.h"
+#include "rename_p.h"
+
+#include <algorithm>
+
+#include <sys/vfs.h>
+
+namespace TesCoreFiles {
+
+namespace {
+
+bool isServedByOthers(int fd)
+{
+    // linux/magic.h names only some of them.
+    constexpr unsigned fuse = 0x65735546, nfs = 0x6969, cifs = 0xff534d42, smb2 = 0xfe534d42,
+                       v9fs = 0x01021997, ceph = 0x00c36400, afs = 0x5346414f;
+    constexpr unsigned served[] = {fuse, nfs, cifs, smb2, v9fs, ceph, afs};
+    struct statfs info;
+    return ::fstatfs(fd, &info) == 0 &&
+           std::find(std::begin(served), std::end(served), unsigned(info.f_type)) != std::end(served);
+}
+
+/// A descriptor of anything on the file system: the folder itself, or a file without a name where it may be
+/// written to but not read.
+Descriptor openOn(int dirfd)
+{
+    Descriptor folder = openFolder({dirfd, "."}, Links::NoFollow, Access::List);
+    if (folder.error() != EACCES)
+        return folder;
+    Descriptor unnamed = openUnnamed(dirfd, 0);
+    if (unnamed.isOpen() || !isUnsupported(unnamed.result()))
+        return unnamed;
+    const QByteArray name = temporaryName();
+    Descriptor file(::openat(dirfd, name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0));
+    if (file.isOpen())
+        ::unlinkat(dirfd, name.constData(), 0);
+    return file;
+}
+
+} // namespace
+
+Durability::Durability(int dirfd) : m_onIt(openOn(dirfd)), m_isPerEntry(isServedByOthers(dirfd)) {}
+
+Result Durability::sync(int dirfd) const
+{
+    if (m_isPerEntry) {
+        if (const Result synced = syncFolder(dirfd); !synced)
+            return synced;
+    }
+    const Result synced = Result::of(::syncfs(m_onIt.get()));
+    if (!isUnsupported(synced))
+        return synced;
+    ::sync(); // syncs all file systems, and waits for them on Linux
+    return Result();
+}
+
+Result syncFile(int fd)
+{
+    return Result::of(retrying([&] { return ::fsync(fd); }));
+}
+
+Result syncFolder(int dirfd)
+{
+    const Descriptor folder = openFolder({dirfd, "."}, Links::NoFollow, Access::List);
+    // One that may not be read, or cannot be synced by itself, is left to syncfs().
+    if (!folder.isOpen())
+        return folder.error() == EACCES ? Result() : folder.result();
+    const Result synced = syncFile(folder.get());
+    return isUnsupported(synced) ? Result() : synced;
+}
+
+} // namespace TesCoreFiles
