@@ -55,44 +55,51 @@ example: ## builds the library and runs its main job on real input (SOURCE=, DES
 	cd "$(DESTINATION)" && sha1sum --quiet --check MANIFEST.sha1 && echo "sha1sum agrees with the manifest."
 	build/release/examples/tour/tour
 
-check: check-tests check-sanitizers lint check-abi docs ## what continuous integration runs (QT=)
+check: ## builds and passes the tests of what is shipped, the release build; minutes (QT=)
+	$(MAKE) test PRESETS=$(release_preset)
+	@echo "make check: the tests of the preset $(release_preset) pass. They cover the library, the examples, the exported"
+	@echo "names, and a program outside of this project that builds against the installed package."
+	@echo "make ci adds debug builds, Clang and Qt 6, the sanitizers, lint, the binary interface and the reference pages."
 
-check-all: check check-x86 check-deb check-faults fuzz bench ## check, and what takes longer
+ci: check-tests check-sanitizers lint check-abi docs ## what continuous integration runs after check; half an hour (QT=)
+	@echo "make ci: $^ pass. make check-all adds what takes longer."
+
+check-all: ci coverage check-x86 check-deb check-faults fuzz bench ## ci, and what takes longer
 
 # Debug and release, GCC and Clang, Qt 5 and Qt 6; Clang's debug builds are the sanitizers'.
 check-tests: ## the tests in debug and release builds (QT=)
-	tools/install-packages build check translations $(qt6_packages)
 	$(MAKE) test PRESETS="$(call qt_presets,dev release clang,qt6 qt6-clang)"
 
 check-sanitizers: ## the tests under ASan, UBSan and TSan (QT=)
-	tools/install-packages build check translations $(qt6_packages)
 	$(MAKE) test PRESETS="$(call qt_presets,asan ubsan tsan,qt6-asan)"
 
 check-faults: ## fails, and kills at, every system call of the file operations; races; a few minutes
-	tools/install-packages build check translations
+	tools/install-packages build translations
 	$(call build,release,--target faults test_hostile)
 	build/release/tests/faults
 	DELETIONS=20000 build/release/tests/test_hostile
 
 check-x86: ## the tests as a 32-bit x86 program, in a root made for it in build/x86-root (QT=)
 	tools/install-packages x86
-	tools/in-x86-root tools/install-packages build translations $(qt6_packages)
 	tools/in-x86-root make test PRESETS="$(call qt_presets,release,qt6-release)" JOBS=$(JOBS)
 
 test: ## builds and passes the tests of the chosen presets (PRESETS=)
-	set -e; for preset in $(PRESETS); do \
-	    cmake --preset $$preset; \
-	    cmake --build --preset $$preset --parallel $(JOBS); \
-	    ctest --preset $$preset; \
-	done
+	tools/install-packages build translations $(if $(filter %clang %san,$(PRESETS)),clang) $(if $(filter qt6%,$(PRESETS)),qt6)
+	set -e; for preset in $(PRESETS); do CMAKE_BUILD_PARALLEL_LEVEL=$(JOBS) cmake --workflow --preset $$preset; done
+
+coverage: ## the lines of src/ that the tests reach, in build/coverage/report; docs/coverage.md tells the others
+	tools/install-packages build translations coverage
+	[ ! -d build/coverage ] || find build/coverage -name '*.gcda' -delete
+	$(MAKE) test PRESETS=coverage
+	tools/coverage $(JOBS)
 
 fuzz: ## runs every fuzz target for SECONDS (60) each
-	tools/install-packages build check translations
+	tools/install-packages build clang
 	$(call build,fuzz)
 	tools/run-fuzz build/fuzz $(or $(SECONDS),60)
 
-lint: ## clang-format, clang-tidy, clazy and cppcheck over all C++ files
-	tools/install-packages build check translations bench lint
+lint: ## clang-format, clang-tidy, clazy and cppcheck over all C++ files; the arrows; the width of prose
+	tools/install-packages build clang translations bench format lint
 	$(call build,lint)
 	tools/lint $(JOBS)
 
@@ -135,7 +142,8 @@ install: ## installs the release build below PREFIX (QT=)
 	cmake --install build/$(release_preset) --prefix $(PREFIX)
 
 format: ## lays out the C++ files as .clang-format says
-	git ls-files -co --exclude-standard '*.h' '*.cpp' | xargs clang-format -i
+	tools/install-packages format
+	tools/source-files '*.h' '*.cpp' | xargs clang-format -i
 
 clean: ## removes everything that was built, but for the Debian roots
 	[ ! -d build ] || find build -mindepth 1 -maxdepth 1 ! -name '*-root*' -exec rm -rf {} +
