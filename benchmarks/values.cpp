@@ -7,21 +7,13 @@
 #include <QProcess>
 #include <QSet>
 
-#include <algorithm>
+#include <support/oracles.h>
+
 #include <random>
 
 namespace {
 
 constexpr int idCount = 1'000'000;
-
-QSet<int> setOf(const std::vector<int> &ids)
-{
-    QSet<int> set;
-    set.reserve(int(ids.size()));
-    for (const int id : ids)
-        set.insert(id);
-    return set;
-}
 
 QSet<int> someIds(int largest)
 {
@@ -33,41 +25,17 @@ QSet<int> someIds(int largest)
     return ids;
 }
 
-std::vector<int> sortedIds(const QSet<int> &ids)
-{
-    std::vector<int> sorted(ids.begin(), ids.end());
-    std::sort(sorted.begin(), sorted.end());
-    return sorted;
-}
-
-QString qtToString(const QSet<int> &ids)
-{
-    const std::vector<int> sorted = sortedIds(ids);
-    QStringList items;
-    for (std::size_t i = 0; i < sorted.size(); ++i) {
-        const std::size_t first = i;
-        while (i + 1 < sorted.size() && sorted[i + 1] == sorted[i] + 1)
-            ++i;
-        items.append(QString::number(sorted[first]));
-        if (i > first)
-            items.last() += QLatin1Char('-') + QString::number(sorted[i]);
-    }
-    return items.join(QStringLiteral(", "));
-}
-
 void addIds(Table &table, const std::string &input, int largest)
 {
-    table.add({"toString", input, 1.05}, [=] {
+    table.add({"toString", input, 0.85}, [=] {
         const QSet<int> ids = someIds(largest);
         return Contest{{{"ours", [=] { return TCoreType::toString(ids); }},
-                        {"sorting them", [=] { return sortedIds(ids), Result(); }},
-                        {"Qt", [=] { return qtToString(ids); }}}};
+                        {"sort, join", [=] { return Oracle::toString(ids); }}}};
     });
-    table.add({"splitToIds", input, 1.05}, [=] {
-        const std::vector<int> ids = sortedIds(someIds(largest));
-        const QString text = qtToString(setOf(ids));
+    table.add({"splitToIds", input, 0.75}, [=] {
+        const QString text = Oracle::toString(someIds(largest));
         return Contest{{{"ours", [=] { return TCoreType::splitToIds(text); }},
-                        {"inserting them", [=] { return setOf(ids); }}}};
+                        {"split, toInt, insert", [=] { return Oracle::splitToIds(text); }}}};
     });
 }
 

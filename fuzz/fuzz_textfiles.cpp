@@ -5,6 +5,8 @@
 #include <QCryptographicHash>
 #include <QTextCodec>
 
+#include <support/oracles.h>
+
 #include <unistd.h>
 
 // The first field names a codec by its place in the list, the second is the text to write, and also a file to
@@ -24,9 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t siz
     require(TESCoreUtil::calcHashSum(path) == QCryptographicHash::hash(raw, QCryptographicHash::Sha1));
     const QString read = TESCoreUtil::ReadUnicodeTextFile(path, &error, name.constData(), false);
     require(!read.isNull());
-    const QString lines = QString(read)
-                              .replace(QLatin1String("\r\n"), QLatin1String("\n"))
-                              .replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    const QString lines = Oracle::convertLineEndings(read);
     require(TESCoreUtil::ConvertLineEndings(read) == lines);
     require(TESCoreUtil::ReadUnicodeTextFile(path, &error, name.constData(), true) == lines);
 
