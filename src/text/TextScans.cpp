@@ -1,6 +1,5 @@
 #include <TesCore/TESCoreUtil.h>
 
-#include "charsearch_p.h"
 #include "quotetables_p.h"
 
 #include <algorithm>
@@ -12,6 +11,8 @@
 using namespace TesCoreText;
 
 namespace {
+
+using Size = QString::size_type; // int in Qt 5, qsizetype since Qt 6
 
 constexpr Size blockSize = 16;
 
