@@ -73,46 +73,6 @@ inline HashValue qHash(SingleQuoteType type, HashValue = 0) noexcept
     return static_cast<HashValue>(type);
 }
 
-/// \cond INTERNAL
-namespace Internal {
-
-/// One bit for each character of the few blocks of 64 that hold marks: a test is two loads, without a branch
-/// that depends on the text.
-class MarkMap
-{
-public:
-    static constexpr unsigned blockCount = 0x3010 / 64 + 1;
-
-    constexpr explicit MarkMap(const char16_t *marks)
-    {
-        for (unsigned used = 0; *marks != 0; ++marks) {
-            unsigned char &row = m_rows[*marks / 64];
-            if (row == 0)
-                row = static_cast<unsigned char>(++used);
-            m_bits[row] |= quint64(1) << (*marks % 64);
-        }
-    }
-
-    constexpr quint64 block(unsigned number) const { return m_bits[m_rows[number]]; }
-    constexpr bool contains(unsigned unit) const
-    {
-        return unit < blockCount * 64 && (block(unit / 64) >> (unit % 64) & 1) != 0;
-    }
-
-private:
-    quint64 m_bits[6] = {}; // row 0 serves all blocks without marks
-    unsigned char m_rows[blockCount] = {};
-};
-
-// Compared with the tables of styles when the library is compiled.
-inline constexpr MarkMap
-    openMarks(u"\"'`\u00AB\u00BB\u2018\u2019\u201A\u201B\u201C\u201D\u201E\u201F\u2039\u203A\u300C\u300E");
-inline constexpr MarkMap
-    closeMarks(u"\"'\u00AB\u00B4\u00BB\u2018\u2019\u201A\u201C\u201D\u2039\u203A\u300D\u300F");
-
-} // namespace Internal
-/// \endcond
-
 /// \name Styles
 /// \{
 
@@ -183,19 +143,11 @@ TESCORE_EXPORT QString doubleQuotesSearchPattern();
 /// singleQuotesAll(), in the order of that set. Reentrant; keeps no state.
 TESCORE_EXPORT QString singleQuotesSearchPattern();
 
-/// Whether `c` opens in any style, double or single. Inline, as it is asked for every character of a text;
-/// the library exports it as well. Reentrant; keeps no state.
-TESCORE_EXPORT inline bool isOpenQuote(const QChar &c)
-{
-    return Internal::openMarks.contains(c.unicode());
-}
+/// Whether `c` opens in any style, double or single.
+TESCORE_EXPORT bool isOpenQuote(const QChar &c);
 
-/// Whether `c` closes in any style, double or single. Inline and exported, as isOpenQuote(). Reentrant; keeps
-/// no state.
-TESCORE_EXPORT inline bool isCloseQuote(const QChar &c)
-{
-    return Internal::closeMarks.contains(c.unicode());
-}
+/// Whether `c` closes in any style, double or single.
+TESCORE_EXPORT bool isCloseQuote(const QChar &c);
 
 /// `text` with both marks of `doubleQuotePair` replaced by U+0022 and both marks of `singleQuotePair` by
 /// U+0027; a mark of both pairs becomes U+0022. `replaced` (may be null) tells whether `text` held any of the

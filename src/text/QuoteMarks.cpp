@@ -37,32 +37,32 @@ QString characterClass(QChar plain, const QSet<QChar> &marks)
     return pattern;
 }
 
-/// Whether `map` holds the marks of both tables, and no others.
-constexpr bool holdsMarksOf(const Internal::MarkMap &map, Sides sides)
+/// For each code unit up to the last mark, which sides of a pair it can be: a test costs one load.
+struct SidesTable
 {
-    char16_t marks[2 * (std::size(doubleStyles) + std::size(singleStyles)) + 1] = {};
-    char16_t *end = marks;
-    const auto add = [&](const auto &styles) {
-        for (const auto &style : styles) {
-            if (sides & Opening)
-                *end++ = style.opening;
-            if (sides & Closing)
-                *end++ = style.closing;
-        }
-    };
-    add(doubleStyles);
-    add(singleStyles);
-    const Internal::MarkMap expected(marks);
-    for (unsigned number = 0; number < Internal::MarkMap::blockCount; ++number) {
-        if (map.block(number) != expected.block(number))
-            return false;
-    }
-    return true;
-}
-static_assert(holdsMarksOf(Internal::openMarks, Opening) && holdsMarksOf(Internal::closeMarks, Closing));
+    unsigned char sides[0x3010] = {};
 
-// Makes the library hold the two inline functions for callers that do not inline them.
-[[gnu::used]] constexpr bool (*exported[])(const QChar &) = {&isOpenQuote, &isCloseQuote};
+    constexpr SidesTable()
+    {
+        add(doubleStyles);
+        add(singleStyles);
+    }
+
+    template <typename Styles>
+    constexpr void add(const Styles &styles)
+    {
+        for (const auto &style : styles) {
+            sides[style.opening] |= Opening;
+            sides[style.closing] |= Closing;
+        }
+    }
+
+    bool has(QChar c, Sides side) const
+    {
+        return c.unicode() < std::size(sides) && (sides[c.unicode()] & side) != 0;
+    }
+};
+constexpr SidesTable sidesTable;
 
 } // namespace
 
@@ -99,6 +99,16 @@ QSet<QChar> closingSingleQuotes()
 QSet<QChar> singleQuotesAll()
 {
     return marksOf(singleStyles, Both);
+}
+
+bool isOpenQuote(const QChar &c)
+{
+    return sidesTable.has(c, Opening);
+}
+
+bool isCloseQuote(const QChar &c)
+{
+    return sidesTable.has(c, Closing);
 }
 
 QString doubleQuotesSearchPattern()
