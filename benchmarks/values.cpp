@@ -25,9 +25,9 @@ QSet<int> someIds(int largest)
     return ids;
 }
 
-void addIds(Table &table, const std::string &input, int largest)
+void addIds(Table &table, const std::string &input, int largest, double targetOfToString)
 {
-    table.add({"toString", input, 0.85}, [=] {
+    table.add({"toString", input, targetOfToString}, [=] {
         const QSet<int> ids = someIds(largest);
         return Contest{{{"ours", [=] { return TCoreType::toString(ids); }},
                         {"sort, join", [=] { return Oracle::toString(ids); }}}};
@@ -51,8 +51,8 @@ int qtExecute()
 
 void addIdRows(Table &table)
 {
-    addIds(table, "a million ids below ten million", 10 * idCount);
-    addIds(table, "a million ids in long runs", idCount + idCount / 10);
+    addIds(table, "a million ids below ten million", 10 * idCount, 0.85);
+    addIds(table, "a million ids in long runs", idCount + idCount / 10, 1.0); // nearly all is walking the set
 }
 
 void addProcessRows(Table &table)

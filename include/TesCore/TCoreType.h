@@ -88,10 +88,15 @@ TESCORE_EXPORT Qt::Alignment simplifyAlignment(Qt::Alignment alignment);
 ///     {7, 8}                               => "7-8"
 TESCORE_EXPORT QString toString(const QSet<int> &ids);
 
-/// The ids in `text`: numbers and ranges with commas between them, in any order, white space allowed around
-/// each number. What is not readable is skipped, and so is everything negative. At most 10,000,000 ids are
-/// read, repeated ones included; a range or number that would exceed that is skipped like an unreadable one.
-/// Takes time and memory for each id, not for each character. Reentrant; keeps no state.
+/// The ids in `text`: numbers and ranges with commas between them, in any order, each number as
+/// QString::toInt() reads it, which allows white space around it. A piece that is neither a number nor a
+/// range is skipped, and so is one that names a negative number; a minus sign (U+2212) before a zero does no
+/// harm.
+///
+/// A few characters can name two thousand million ids. Therefore all ranges of a text together give at most
+/// 10,000,000 ids beyond one for each range, an id that several of them name counted once. They are taken in
+/// ascending order, and one that would exceed this is skipped. Only a set whose runs are longer than that
+/// together does not come back from what toString() wrote. Takes time and memory for each id.
 ///
 ///     "4,x,6"                              => {4, 6}
 ///     "1 - 3"                              => {1, 2, 3}

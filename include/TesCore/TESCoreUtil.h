@@ -265,8 +265,9 @@ TESCORE_EXPORT QString ReplaceFirst(const QString &before, const QString &after,
 ///     "<!--", "-->" a<!-->b   => ab    the marks may overlap
 ///     "ab", "x"     aabxbcx   => (empty)
 ///
-/// Takes the time of one search through the text for each mark, however many spans there are. A long `opening`
-/// that repeats itself ("aaaa") is the worst case: at most one such search for each of its characters.
+/// Takes the time of one search through the text for each mark, however many spans there are. A long
+/// `opening` that repeats itself ("aaaa") is the worst case: at most one such search for each of its
+/// characters.
 TESCORE_EXPORT bool Remove(QString *text, const QString &opening, const QString &closing);
 
 /// The UTF-8 bytes of `path`, each as "%" and two upper-case hexadecimal digits (RFC 3986, section 2.1) but

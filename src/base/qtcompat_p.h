@@ -6,12 +6,9 @@
 
 #include <QDate>
 #include <QLocale>
-#include <QSet>
 #include <QString>
 #include <QStringView>
-#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
-#include <QHashSeed>
-#else
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
 #include <QTextCodec>
 #endif
 
@@ -37,27 +34,6 @@ inline QDate toDate(const QString &text, const QString &format)
 {
     return text.contains(QLatin1Char('+')) ? QDate() : QLocale::c().toDate(text, format);
 }
-
-/// In which bucket of its table, as large as it is now, a QSet that is not empty or has reserved files an id.
-/// No more than a hint for an order of inserting that is kind to the processor's caches: another Qt may build
-/// its sets otherwise.
-struct BucketHint
-{
-    // Qt 6 keeps half of the buckets free.
-    explicit BucketHint(const QSet<int> &ids)
-        : count(std::size_t(ids.capacity()) * (QT_VERSION_MAJOR > 5 ? 2 : 1))
-    {
-    }
-
-    std::size_t of(int id) const { return qHash(id, seed) % count; }
-
-    std::size_t count;
-#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
-    std::size_t seed = QHashSeed::globalSeed();
-#else
-    uint seed = uint(qGlobalQHashSeed());
-#endif
-};
 
 /// Whether Qt still knows the encoding of file names. Qt 5 (seen in 5.15) takes them for Latin-1 once its
 /// codecs are gone, while static objects are destroyed; before, they are UTF-8 in every locale (with ICU,
