@@ -11,7 +11,7 @@ PRESETS ?= dev
 
 # What `make bench` measures, and how often.
 FILTER ?= .
-REPETITIONS ?= 9
+REPETITIONS ?= 5
 
 # The Qt to build with: QT=5 or QT=6. Without a choice, tests cover both and what is made once is made with Qt 5.
 QT ?=
@@ -108,11 +108,15 @@ translations: ## writes the template for translators, build/tescore.ts
 	$(call build,release,--target translations)
 	cp build/release/translations/tescore.ts build/tescore.ts
 
-bench: ## measures each operation beside what a user would call instead (FILTER=, REPETITIONS=)
+bench: ## measures each operation beside what a user would call instead, and draws it (FILTER=, REPETITIONS=)
 	tools/install-packages build bench
 	cmake --preset release -D TESCORE_BENCHMARKS=ON
 	cmake --build --preset release --parallel $(JOBS) --target bench
-	build/release/benchmarks/bench --benchmark_filter='$(FILTER)' --benchmark_repetitions=$(REPETITIONS)
+	mkdir -p build/bench
+	benchmarks/own-file-systems build/release/benchmarks/bench \
+	    --benchmark_filter='$(FILTER)' --benchmark_repetitions=$(REPETITIONS) >build/bench/tables.md
+	cat build/bench/tables.md
+	benchmarks/charts.py build/bench/tables.md build/bench
 
 check-abi: ## the binary interface of the release builds against its baseline, see docs/abi.md (QT=)
 	tools/install-packages build abi $(qt6_packages)

@@ -1,6 +1,6 @@
 #include "contest.h"
 
-#include "systemcalls.h"
+#include "resources.h"
 
 #include <benchmark/benchmark.h>
 
@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <map>
+#include <optional>
 #include <regex>
 
 #include <sys/resource.h>
@@ -51,15 +53,25 @@ std::string number(double value, int decimals)
     return text;
 }
 
+/// Three digits that matter.
+std::string rounded(double value)
+{
+    return number(value, value < 10 ? 2 : value < 100 ? 1 : 0);
+}
+
 std::string milliseconds(const std::vector<double> &seconds)
 {
-    const double ms = median(seconds) * 1000;
-    return number(ms, ms < 10 ? 2 : ms < 100 ? 1 : 0);
+    return rounded(median(seconds) * 1000);
+}
+
+std::string checked(double value, double target)
+{
+    return number(value, value < 0.1 ? 3 : 2) + (target > 0 && value > target ? " (missed)" : "");
 }
 
 std::string callsPerFile(const Row &row, const Contest &contest, const Contender &contender)
 {
-    if (row.files == 0)
+    if (row.files == 0 || row.isScale)
         return "";
     contest.prepare();
     const long calls = countSystemCalls([&] { contender.job(); });
@@ -70,12 +82,17 @@ std::string callsPerFile(const Row &row, const Contest &contest, const Contender
 double runOnce(const Row &row, const Contest &contest, Contender &contender, Result &expected)
 {
     contest.prepare();
+    std::optional<PeakMemory> peak;
+    if (row.isScale)
+        peak.emplace();
     const double wall = secondsOf(CLOCK_MONOTONIC), processor = processorSeconds();
     for (int i = 1; i < contest.runsPerLap; ++i)
         contender.job();
     const Result result = contender.job();
     contender.wall.push_back((secondsOf(CLOCK_MONOTONIC) - wall) / contest.runsPerLap);
     contender.processor.push_back((processorSeconds() - processor) / contest.runsPerLap);
+    if (peak)
+        contender.memory = std::max(contender.memory, peak->added());
     if (!std::holds_alternative<std::monostate>(result)) {
         if (std::holds_alternative<std::monostate>(expected))
             expected = result;
@@ -91,17 +108,19 @@ void runInterleaved(const Row &row, Contest &contest)
     Result expected;
     benchmark::ClearRegisteredBenchmarks();
     for (Contender &contender : contest.contenders) {
-        runOnce(row, contest, contender, expected); // caches get warm
-        contender.wall.clear();
-        contender.processor.clear();
-        benchmark::RegisterBenchmark(contender.name.c_str(),
-                                     [&](benchmark::State &state) {
-                                         for (auto _ : state)
-                                             state.SetIterationTime(
-                                                 runOnce(row, contest, contender, expected));
-                                     })
-            ->Iterations(1)
-            ->UseManualTime();
+        const int runs = contender.isPeer || row.runs == 1 ? row.runs : 3;
+        if (runs != 1) {
+            runOnce(row, contest, contender, expected); // caches get warm
+            contender.wall.clear();
+            contender.processor.clear();
+        }
+        auto *const laps = benchmark::RegisterBenchmark(contender.name.c_str(), [&](benchmark::State &state) {
+            for (auto _ : state)
+                state.SetIterationTime(runOnce(row, contest, contender, expected));
+        });
+        laps->Iterations(1)->UseManualTime();
+        if (runs > 0)
+            laps->Repetitions(runs);
     }
     Silent reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter, ".");
@@ -113,6 +132,11 @@ std::string lineOf(const std::vector<std::string> &cells)
     for (const std::string &cell : cells)
         line += "| " + cell + ' ';
     return line + "|\n";
+}
+
+std::string headOf(const std::vector<std::string> &cells)
+{
+    return lineOf(cells) + lineOf(std::vector<std::string>(cells.size(), "---"));
 }
 
 } // namespace
@@ -133,26 +157,68 @@ void Table::add(const Row &row, const std::function<Contest()> &makeContest)
         std::fprintf(stderr, "%s: %s ms, %s ms of processor time\n", contender.name.c_str(),
                      milliseconds(contender.wall).c_str(), milliseconds(contender.processor).c_str());
 
-    const auto isFaster = [](const Contender &a, const Contender &b) {
-        return median(a.wall) < median(b.wall);
+    const auto isBetter = [](const Contender &a, const Contender &b) {
+        return a.isPeer != b.isPeer ? a.isPeer : median(a.wall) < median(b.wall);
     };
     const auto &all = contest.contenders;
     const Contender &ours = all.front();
-    const Contender &best = *std::min_element(all.begin() + 1, all.end(), isFaster);
-    const double ratio = median(ours.wall) / median(best.wall);
-    const std::string mark = row.target > 0 && ratio > row.target ? " (missed)" : "";
-    const std::string line =
-        lineOf({row.operation, row.input, milliseconds(ours.wall), milliseconds(best.wall), best.name,
-                number(ratio, 2) + mark, row.target > 0 ? number(row.target, 2) : "",
-                number(median(ours.processor) / median(best.processor), 2), callsPerFile(row, contest, ours),
-                callsPerFile(row, contest, best)});
-    std::fputs(line.c_str(), stderr); // long before the table is complete
-    m_lines += line;
+    const Contender &best = *std::min_element(all.begin() + 1, all.end(), isBetter);
+    Measured measured;
+    measured.row = row;
+    measured.best = best.name;
+    measured.wall = {median(ours.wall), median(best.wall)};
+    measured.processor = {median(ours.processor), median(best.processor)};
+    for (auto peer = all.begin() + 1; peer != all.end(); ++peer)
+        measured.peers += (measured.peers.empty() ? "" : "; ") + peer->name + ": " + milliseconds(peer->wall);
+    measured.calls = callsPerFile(row, contest, ours);
+    measured.callsOfBest = callsPerFile(row, contest, best);
+    measured.memory = double(ours.memory);
+    m_rows.push_back(measured);
+    std::fprintf(stderr, "%s, %s: %s\n", row.operation.c_str(), row.input.c_str(),
+                 checked(measured.wall.ratio(), row.target).c_str()); // long before the table is complete
+}
+
+std::string Table::ratios() const
+{
+    std::string lines = headOf({"Operation", "Input", "Ratio", "Target", "Ours, ms"});
+    for (const Measured &each : m_rows)
+        if (!each.row.isScale)
+            lines += lineOf({each.row.operation, each.row.input, checked(each.wall.ratio(), each.row.target),
+                             each.row.target > 0 ? number(each.row.target, 2) : "",
+                             rounded(each.wall.ours * 1000)});
+    return lines;
+}
+
+std::string Table::scale() const
+{
+    // In memory the processors do all of it, and other work on the machine disturbs a single run less.
+    std::string lines = headOf({"Operation", "Input", "Ours, µs per file", "Best peer, µs per file",
+                                "Best peer", "Ratio", "Growth", "Bytes per file"});
+    std::map<std::string, double> smallest; // the ratio at the smallest number of files
+    for (const Measured &each : m_rows) {
+        if (!each.row.isScale)
+            continue;
+        const auto [first, isFirst] = smallest.try_emplace(each.row.operation, each.processor.ratio());
+        const double perFile = 1e6 / each.row.files;
+        lines += lineOf({each.row.operation, each.row.input, rounded(each.processor.ours * perFile),
+                         rounded(each.processor.best * perFile), each.best, number(each.processor.ratio(), 2),
+                         isFirst ? "" : checked(each.processor.ratio() / first->second, each.row.target),
+                         number(each.memory / each.row.files, 0)});
+    }
+    return lines;
+}
+
+std::string Table::details() const
+{
+    std::string lines = headOf({"Operation", "Input", "Peers, ms", "Ratio of processor time",
+                                "System calls per file, ours", "the same, best peer"});
+    for (const Measured &each : m_rows)
+        lines += lineOf({each.row.operation, each.row.input, each.peers, number(each.processor.ratio(), 2),
+                         each.calls, each.callsOfBest});
+    return lines;
 }
 
 std::string Table::text() const
 {
-    return lineOf({"Operation", "Input", "Ours, ms", "Best peer, ms", "Best peer", "Ratio", "Target",
-                   "Ratio of processor time", "System calls per file, ours", "the same, peer"}) +
-           lineOf(std::vector<std::string>(10, "---")) + m_lines;
+    return ratios() + '\n' + scale() + '\n' + details();
 }

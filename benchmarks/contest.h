@@ -23,8 +23,10 @@ struct Contender
 {
     std::string name;
     std::function<Result()> job;
+    bool isPeer = true; // else it stands beside, and no ratio is taken against it
     std::vector<double> wall = {};
     std::vector<double> processor = {};
+    long memory = 0; // bytes added at most
 };
 
 struct Contest
@@ -40,8 +42,10 @@ struct Row
 {
     std::string operation;
     std::string input;
-    double target = 0; // ours / best peer; 0 for none
-    int files = 0;     // how many files one run handles; 0 where system calls do not matter
+    double target = 0;    // ours / best peer; 0 for none
+    int files = 0;        // how many files one run handles; 0 where system calls do not matter
+    int runs = 0;         // 0: as many as were asked for. A single one is not preceded by one that warms up
+    bool isScale = false; // one of several that differ in `files` alone: what counts is how the ratio grows
 };
 
 /// The table. Rows whose operation or input does not match the filter are not even set up.
@@ -53,12 +57,37 @@ public:
     /// What `contest` makes and holds goes when the row is done.
     void add(const Row &row, const std::function<Contest()> &contest);
 
-    /// The table in Markdown.
+    /// Everything measured so far as tables in Markdown: the ratios, the scale, the details.
     std::string text() const;
 
 private:
+    /// Seconds.
+    struct Time
+    {
+        double ours = 0;
+        double best = 0;
+
+        double ratio() const { return ours / best; }
+    };
+
+    struct Measured
+    {
+        Row row;
+        std::string best; // which peer
+        Time wall;
+        Time processor;
+        std::string peers; // name and milliseconds of each
+        std::string calls;
+        std::string callsOfBest;
+        double memory = 0; // bytes added by ours
+    };
+
+    std::string ratios() const;
+    std::string scale() const;
+    std::string details() const;
+
     const std::string m_filter;
-    std::string m_lines;
+    std::vector<Measured> m_rows;
 };
 
 #endif

@@ -20,7 +20,7 @@ constexpr int textSize = 20'000'000;
 /// Names and permissions of all entries.
 QByteArray listing(const std::string &folder)
 {
-    return output({"sh", "-c", R"(cd $0 && find . -printf "%p %m\n" | LC_ALL=C sort)", folder});
+    return output({"sh", "-c", R"(cd "$0" && find . -printf "%p %m\n" | LC_ALL=C sort)", folder});
 }
 
 } // namespace
@@ -38,7 +38,7 @@ Storage::Storage(const std::string &where)
 
 std::string Storage::tree(const Shape &shape) const
 {
-    const std::string root = path("tree-" + std::to_string(shape.files()));
+    const std::string root = path(shape.description);
     if (fs::exists(root))
         return root;
     std::mt19937 random(1);

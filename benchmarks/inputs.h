@@ -17,11 +17,18 @@ struct Shape
     int smallest; // bytes
     int largest;
 
+    int runs = 0;         // of the operations on it; 0: as many as were asked for
+    bool isScale = false; // one of those that differ in the number of files alone
+
     int files() const { return (folders == 0 ? 1 : folders) * filesPerFolder; }
 };
 
 constexpr Shape smallFiles = {"20,000 files of 1 to 3 KB in 100 folders", 100, 200, 1000, 3000};
 constexpr Shape wideFolder = {"50,000 files in one folder", 0, 50'000, 0, 100};
+constexpr Shape scaleShapes[] = {{"10,000 empty files in one folder", 0, 10'000, 0, 0, 0, true},
+                                 {"100,000 empty files in one folder", 0, 100'000, 0, 0, 3, true},
+                                 {"1,000,000 empty files in one folder", 0, 1'000'000, 0, 0, 1, true},
+                                 {"1,000,000 empty files in 1,000 folders", 1000, 1000, 0, 0, 1, true}};
 constexpr Shape largeFiles = {"20 files of 50 MB", 0, 20, 50'000'000, 50'000'000};
 
 /// A folder of the benchmark's own on one file system; it goes with the object.
@@ -37,6 +44,7 @@ public:
     std::string path(const std::string &name) const { return m_root + '/' + name; }
     /// A tree that stays as it is; made when it is asked for first.
     std::string tree(const Shape &shape) const;
+    void remove(const Shape &shape) const { std::filesystem::remove_all(path(shape.description)); }
 
 private:
     std::string m_root;

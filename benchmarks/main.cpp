@@ -1,11 +1,13 @@
-// Runs each operation beside what a user would call instead, and prints one table.
+// Runs each operation beside what a user would call instead, and prints tables in Markdown.
 //
 //     bench [--benchmark_filter=REGEX] [--benchmark_repetitions=N]
 //
-// The filter is matched against "operation, input". BENCH_MEMORY and BENCH_DISK name the folders to work in.
+// The filter is matched against "operation, input". BENCH_MEMORY and BENCH_DISK name the folders to work in,
+// and BENCH_OTHER_MEMORY one on a second file system in memory.
 
 #include "contest.h"
 #include "inputs.h"
+#include "resources.h"
 #include "rows.h"
 
 #include <TesCore/TESCoreUtil.h>
@@ -28,24 +30,14 @@ std::string folderFrom(const char *variable, const char *fallback)
     return value != nullptr ? value : fallback;
 }
 
-long peakMemory() // KiB
-{
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.rfind("VmHWM:", 0) == 0)
-            return std::stol(line.substr(6));
-    return -1;
-}
-
 void printMemoryOfHash(const Storage &storage)
 {
     const std::string path = storage.path("huge");
     std::ofstream(path).close();
     std::filesystem::resize_file(path, 2'000'000'000);
-    std::ofstream("/proc/self/clear_refs") << "5" << std::flush; // the peak begins anew
-    const long before = peakMemory();
+    const PeakMemory peak;
     TESCoreUtil::calcHashSum(QString::fromStdString(path));
-    std::printf("\nMemory added by calcHashSum of 2 GB: at most %ld KiB.\n", peakMemory() - before);
+    std::printf("\nMemory added by calcHashSum of 2 GB: at most %ld KiB.\n", peak.added() / 1024);
 }
 
 } // namespace
@@ -75,7 +67,12 @@ int main(int argc, char *argv[])
     for (const Storage *storage : {&memory, &disk}) {
         addTreeRows(table, *storage);
         addContentRows(table, *storage);
+        addFileMoveRows(table, *storage);
     }
+    addMoveAcrossRow(table, memory, disk);
+    if (std::getenv("BENCH_OTHER_MEMORY") != nullptr)
+        addMoveAcrossRow(table, memory, Storage(std::getenv("BENCH_OTHER_MEMORY")));
+    addScaleRows(table, memory);
     std::fputs(table.text().c_str(), stdout);
     printMemoryOfHash(disk);
 }

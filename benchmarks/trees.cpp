@@ -83,32 +83,41 @@ bool run(const std::vector<std::string> &command)
     return output(command).isEmpty();
 }
 
-/// The rows of the operations on one tree.
+/// The rows of the operations on one tree. Copies and moves lead to the storage `to`.
 class TreeRows
 {
 public:
-    TreeRows(Table &toTable, const Storage &onStorage, const Shape &ofShape)
-        : table(toTable), storage(onStorage), shape(ofShape)
+    TreeRows(Table &toTable, const Shape &ofShape, const Storage &from, const Storage &to)
+        : table(toTable)
+        , shape(ofShape)
+        , storage(from)
+        , input(label(ofShape, from, to))
+        , gone(from.path("gone"))
+        , copy(to.path("copy"))
     {
     }
 
-    void addListings()
+    void addCount(double target)
     {
-        add("getFileAndDirCount", 0.65, [this] {
+        add("getFileAndDirCount", target, [this] {
             return Contest{{{"ours", [this] { return TESCoreUtil::getFileAndDirCount(path(tree)); }},
                             {"std::filesystem", [this] { return fsCount(tree); }},
-                            {"Qt", [this] { return qtCount(path(tree)); }},
-                            {"find", [this] { return findCount(tree); }}}};
+                            {"find", [this] { return findCount(tree); }},
+                            {"Qt", [this] { return qtCount(path(tree)); }}}};
         });
-        add("RecursiveGetFiles", 0.55, [this] {
+    }
+
+    void addList(double target)
+    {
+        add("RecursiveGetFiles", target, [this] {
             return Contest{{{"ours", [this] { return TESCoreUtil::RecursiveGetFiles(path(tree)); }},
                             {"Qt", [this] { return qtFiles(path(tree)); }}}};
         });
     }
 
-    void addDelete()
+    void addDelete(double target)
     {
-        add("DeleteFolderAndFiles", 1, [this] {
+        add("DeleteFolderAndFiles", target, [this] {
             return Contest{{{"ours", [this] { return TESCoreUtil::DeleteFolderAndFiles(path(gone)); }},
                             {"std::filesystem", [this] { return fs::remove_all(gone) > 0; }},
                             {"rm -rf", std::bind(run, Words{"rm", "-rf", gone})},
@@ -126,25 +135,29 @@ public:
                             {"cp -r", std::bind(run, Words{"cp", "-r", tree, copy})},
                             {"Qt", [this] { return qtCopy(path(tree), path(copy)); }}},
                            [this] { fs::remove_all(copy); },
-                           [this] { requireSameTree(tree, copy); }};
+                           [this] { requireCopy(); }};
         });
     }
 
-    void addMove()
+    /// `copier` is the command with which one copies before one deletes.
+    void addMove(double target, const std::string &copier = "cp -r")
     {
-        add("MoveDirectory", 1.1, [this] {
-            const std::string script = "cp -r $0 $1 && sync -f $1 && rm -rf $0";
+        add("MoveDirectory", target, [this, copier] {
+            const auto script = [this](const std::string &commands) {
+                return std::bind(run, Words{"sh", "-c", commands + " && sync -f $1", gone, copy});
+            };
             return Contest{
                 {{"ours", [this] { return TESCoreUtil::MoveDirectory(path(gone), path(copy)); }},
-                 {"cp -r, sync -f, rm -rf", std::bind(run, Words{"sh", "-c", script, gone, copy})}},
-                [this] {
-                    fs::remove_all(copy);
-                    run({"cp", "-r", tree, gone});
-                    run({"sync", "-f", gone});
-                },
+                 {copier + ", sync -f, rm -rf",
+                  std::bind(run,
+                            Words{"sh", "-c", copier + " $0 $1 && sync -f $1 && rm -rf $0", gone, copy})},
+                 {"mv, sync -f", script("mv $0 $1"), false},
+                 {"rsync, sync -f",
+                  script("rsync -a --remove-source-files $0/ $1 && find $0 -depth -type d -delete"), false}},
+                [this] { prepareMove(); },
                 [this] {
                     requireGone();
-                    requireSameTree(tree, copy);
+                    requireCopy();
                 }};
         });
     }
@@ -154,47 +167,97 @@ private:
 
     static QString path(const std::string &name) { return QString::fromStdString(name); }
 
+    static std::string label(const Shape &shape, const Storage &from, const Storage &to)
+    {
+        return shape.description + (", " + from.kind()) + (&from == &to ? "" : " to " + to.kind());
+    }
+
+    void prepareMove() const
+    {
+        std::error_code error;
+        fs::rename(copy, gone, error); // the last move's; making another tree takes longer than moving it
+        if (error) {
+            fs::remove_all(copy);
+            run({"cp", "-r", tree, gone});
+        }
+        run({"sync", "-f", gone});
+    }
+
     void requireGone() const
     {
         if (fs::exists(gone))
             fail(gone + " is still there");
     }
 
-    /// The targets hold in memory; on a disk it is the disk that counts.
+    void requireCopy() const
+    {
+        if (!shape.isScale)
+            requireSameTree(tree, copy);
+        else if (findCount(copy) != findCount(tree))
+            fail(copy + " holds less or more than " + tree);
+    }
+
     void add(const char *operation, double target, const std::function<Contest()> &contest)
     {
-        const std::string input = shape.description + (", " + storage.kind());
-        table.add({operation, input, storage.kind() == "memory" ? target : 0, shape.files()}, [&] {
+        table.add({operation, input, target, shape.files(), shape.runs, shape.isScale}, [&] {
             tree = storage.tree(shape);
-            return contest();
+            Contest all = contest();
+            if (shape.isScale) // the last ones are slow, and have shown so on the other trees
+                all.contenders.resize(std::min<std::size_t>(all.contenders.size(), 3));
+            return all;
         });
         fs::remove_all(gone);
         fs::remove_all(copy);
     }
 
     Table &table;
-    const Storage &storage;
     const Shape &shape;
+    const Storage &storage;
+    const std::string input;
+    const std::string gone;
+    const std::string copy;
     std::string tree;
-    const std::string gone = storage.path("gone");
-    const std::string copy = storage.path("copy");
 };
 
 } // namespace
 
 void addTreeRows(Table &table, const Storage &storage)
 {
-    TreeRows small(table, storage, smallFiles);
-    TreeRows wide(table, storage, wideFolder);
-    TreeRows large(table, storage, largeFiles);
-    small.addListings();
-    small.addCopy(0.9);
-    small.addDelete();
-    small.addMove();
-    large.addCopy(1.05);
-    if (storage.kind() == "disk") // the rest takes long and shows little but the disk
+    const bool isMemory = storage.kind() == "memory";
+    // These targets hold in memory; on a disk it is the disk that counts.
+    const auto inMemory = [=](double target) { return isMemory ? target : 0; };
+    TreeRows small(table, smallFiles, storage, storage);
+    small.addCount(inMemory(0.65));
+    small.addList(inMemory(0.55));
+    small.addCopy(inMemory(0.9));
+    small.addDelete(inMemory(1));
+    small.addMove(0.4);
+    TreeRows large(table, largeFiles, storage, storage);
+    large.addCopy(inMemory(1.05));
+    large.addMove(0.01);
+    if (!isMemory) // the rest takes long and shows little but the disk
         return;
-    wide.addListings();
-    wide.addDelete();
-    large.addMove();
+    TreeRows wide(table, wideFolder, storage, storage);
+    wide.addCount(0.65);
+    wide.addList(0.55);
+    wide.addDelete(1);
+}
+
+void addMoveAcrossRow(Table &table, const Storage &from, const Storage &to)
+{
+    TreeRows(table, smallFiles, from, to).addMove(1.1, "cp -rp");
+}
+
+void addScaleRows(Table &table, const Storage &storage)
+{
+    constexpr double growth = 1.1;
+    for (const Shape &shape : scaleShapes) {
+        TreeRows rows(table, shape, storage, storage);
+        rows.addCount(growth);
+        rows.addList(growth);
+        rows.addDelete(growth);
+        rows.addCopy(growth);
+        rows.addMove(growth);
+        storage.remove(shape);
+    }
 }

@@ -1,8 +1,11 @@
-#include "systemcalls.h"
+#include "resources.h"
 
 #include <csignal>
 #include <cstdint>
+#include <fstream>
+#include <string>
 
+#include <malloc.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,7 +43,31 @@ long traced(const std::function<void()> &job)
     return stops / 2;
 }
 
+/// The most memory that was in use since the last call of restartPeak().
+long peak()
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind("VmHWM:", 0) == 0)
+            return std::stol(line.substr(6)) * 1024;
+    return -1;
+}
+
+long restartPeak()
+{
+    ::malloc_trim(0); // what was used and given back before is not there to be used again
+    std::ofstream("/proc/self/clear_refs") << "5" << std::flush;
+    return peak();
+}
+
 } // namespace
+
+PeakMemory::PeakMemory() : m_before(restartPeak()) {}
+
+long PeakMemory::added() const
+{
+    return peak() - m_before;
+}
 
 long countSystemCalls(const std::function<void()> &job)
 {
