@@ -5,16 +5,16 @@
 
 namespace TesCoreBase {
 
-/// What `work` returns, or a default value of that type where it throws, as it does when the memory is
-/// used up: false, a null text, no list. No exception leaves a public function; what ends a cancelled
-/// thread is none and passes.
+/// What `work` returns, or `failure` where it throws, as it does when the memory is used up. Without
+/// `failure` a default value of the type stands for it: false, a null text, no list. No exception leaves a
+/// public function; what ends a cancelled thread is none and passes.
 template <typename Work>
-auto orFailure(Work work) -> decltype(work())
+auto orFailure(Work work, decltype(work()) failure = {}) -> decltype(work())
 {
     try {
         return work();
     } catch (const std::exception &) {
-        return decltype(work())();
+        return failure;
     }
 }
 
