@@ -2,6 +2,7 @@
 
 #include "openfile_p.h"
 #include "textcodec_p.h"
+#include <base/exceptions_p.h>
 #include <base/nativepath_p.h>
 
 #include <QObject>
@@ -9,11 +10,10 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <new>
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -39,81 +39,76 @@ constexpr qint64 capacityOf()
 void expectLargeUse(void *memory, qint64 size)
 {
     constexpr qint64 worthwhile = Q_INT64_C(4) * 1024 * 1024;
-    constexpr qint64 page = 4096;
     if (size < worthwhile)
         return;
-    const qint64 start = page - qint64(quintptr(memory) % page);
+    const qint64 page = ::sysconf(_SC_PAGESIZE);
+    const qint64 start = page - qint64(quintptr(memory) % quintptr(page));
     ::madvise(static_cast<char *>(memory) + start, std::size_t((size - start) / page * page), MADV_HUGEPAGE);
 }
 
-bool writeAll(const Descriptor &file, const QByteArray &bytes)
+Result writeAll(const Descriptor &file, const QByteArray &bytes)
 {
-    return bool(TesCoreBase::writeAll(file.get(), bytes.constData(), std::size_t(bytes.size())));
+    return TesCoreBase::writeAll(file.get(), bytes.constData(), std::size_t(bytes.size()));
 }
 
-/// The rest of the file, or a null array and errno.
-QByteArray readBytes(const Descriptor &file)
+/// Reads the rest of the file, of which `expected` bytes are expected.
+Result readBytes(const Descriptor &file, qint64 expected, QByteArray &bytes)
 {
-    using Size = decltype(QByteArray().size());
+    using Size = decltype(bytes.size());
     constexpr qint64 limit = capacityOf<QByteArray>();
-    const qint64 expected = expectedSize(file);
-    if (expected >= limit) {
-        errno = EFBIG;
-        return QByteArray();
-    }
+    if (expected >= limit)
+        return Result(EFBIG);
     // One byte more than expected, so that the end shows in the same read.
-    QByteArray bytes(Size(expected > 0 ? expected + 1 : smallestBuffer), Qt::Uninitialized);
+    bytes = QByteArray(Size(expected > 0 ? expected + 1 : smallestBuffer), Qt::Uninitialized);
     expectLargeUse(bytes.data(), bytes.size());
-    for (qint64 filled = 0;;) {
-        const qint64 got = readInto(file, bytes.data() + filled, bytes.size() - filled);
-        if (got < 0)
-            return QByteArray();
+    for (std::size_t filled = 0;;) {
+        const std::size_t room = std::size_t(bytes.size()) - filled;
+        std::size_t got = 0;
+        const Result read = readAll(file.get(), bytes.data() + filled, room, &got);
         filled += got;
-        if (filled < bytes.size()) {
+        if (!read || got < room) {
             bytes.resize(Size(filled));
-            return bytes;
+            return read;
         }
-        if (filled == limit) {
-            errno = EFBIG;
-            return QByteArray();
-        }
-        bytes.resize(Size(std::min(limit, 2 * filled)));
+        if (qint64(filled) >= limit)
+            return Result(EFBIG);
+        bytes.resize(Size(std::min(limit, 2 * qint64(filled))));
     }
 }
 
-/// The text of the rest of the file, or a null string and errno.
-QString readText(const Descriptor &file, QTextCodec *codec)
+/// Reads the text of the rest of the file, of which `expected` bytes are expected.
+Result readText(const Descriptor &file, qint64 expected, QTextCodec *codec, QString &text)
 {
+    text = QLatin1String("");
     if (codec == nullptr) {
-        const QByteArray bytes = readBytes(file);
-        return bytes.isNull() ? QString() : QString::fromUtf8(bytes);
+        QByteArray bytes;
+        const Result read = readBytes(file, expected, bytes);
+        text += QString::fromUtf8(bytes);
+        return read;
     }
     constexpr qint64 limit = capacityOf<QString>();
-    const qint64 size = expectedSize(file);
     // No codec takes more than four bytes for each code unit.
-    errno = EFBIG;
-    if (size / 4 > limit)
-        return QString();
+    if (expected / 4 > limit)
+        return Result(EFBIG);
 
     TextDecoder decoder(codec);
-    QByteArray block(int(std::clamp<qint64>(size + 1, smallestBuffer, blockSize)), Qt::Uninitialized);
-    QString text = QLatin1String("");
-    for (qint64 got = block.size(); got == block.size();) {
-        got = readInto(file, block.data(), block.size());
-        if (got < 0)
-            return QString();
-        if (text.isEmpty() && got == block.size()) {
-            const qint64 length = std::min(size, limit - 1);
+    QByteArray block(int(std::clamp<qint64>(expected + 1, smallestBuffer, blockSize)), Qt::Uninitialized);
+    const auto whole = std::size_t(block.size());
+    for (std::size_t got = whole; got == whole;) {
+        if (const Result read = readAll(file.get(), block.data(), whole, &got); !read)
+            return read;
+        if (text.isEmpty() && got == whole) {
+            const qint64 length = std::min(expected, limit - 1);
             text.reserve(decltype(text.size())(length));
             expectLargeUse(text.data(), length * qint64(sizeof(QChar)));
         }
         const QString more = decoder.decode(block.constData(), int(got));
-        errno = EFBIG;
         if (more.size() >= limit - text.size())
-            return QString();
+            return Result(EFBIG);
         text += more;
     }
-    return text += decoder.finish();
+    text += decoder.finish();
+    return Result();
 }
 
 /// Writes the text to `to`, which may be where it stands, with every line ending made "\n". The new end.
@@ -134,22 +129,37 @@ QChar *normaliseLineEndings(QStringView text, QChar *to)
 }
 
 /// Reads the whole file `path`. After a failure a null result and the error's text.
-template <typename Read>
-auto readFile(const QString &path, QString *error, Read read) -> decltype(read(Descriptor()))
+template <typename Content, typename Read>
+Content readFile(const QString &path, QString *error, Read read)
 {
-    const Descriptor file = openForReading(path, error);
-    if (!file.isOpen())
-        return {};
-    decltype(read(file)) result;
-    try {
-        result = read(file);
-    } catch (const std::bad_alloc &) {
+    return orFailure([&] {
+        qint64 expected = 0;
+        const Descriptor file = openForReading(path, error, &expected);
+        if (!file.isOpen())
+            return Content();
+        Content content;
         // The size of a file is somebody else's choice: one too large for the memory is a failed read.
-        errno = ENOMEM;
+        const Result done = orFailure([&] { return read(file, expected, content); }, Result(ENOMEM));
+        if (done)
+            return content;
+        if (error != nullptr)
+            *error = errorText(done.error());
+        return Content();
+    });
+}
+
+/// Writes the text after the file was opened.
+Result writeText(const Descriptor &file, const QString &text, TextEncoder &encoder)
+{
+    for (QStringView rest = text; !rest.isEmpty();) {
+        auto length = std::min<decltype(rest.size())>(rest.size(), blockSize);
+        if (length < rest.size() && rest[length - 1].isHighSurrogate())
+            --length;
+        if (const Result written = writeAll(file, encoder.encode(rest.left(length))); !written)
+            return written;
+        rest = rest.mid(length);
     }
-    if (result.isNull() && error != nullptr)
-        *error = errorText(errno);
-    return result;
+    return writeAll(file, encoder.finish());
 }
 
 } // namespace
@@ -157,63 +167,59 @@ auto readFile(const QString &path, QString *error, Read read) -> decltype(read(D
 bool TESCoreUtil::WriteUnicodeTextFile(const QString &text, const QString &path, QString *error,
                                        const char *codec)
 {
-    TextEncoder encoder(codecNamed(codec));
-    const Descriptor file = openForWriting(path, O_CREAT | O_TRUNC, error);
-    if (!file.isOpen())
-        return false;
-    for (QStringView rest = text; !rest.isEmpty();) {
-        auto length = std::min<decltype(rest.size())>(rest.size(), blockSize);
-        if (length < rest.size() && rest[length - 1].isHighSurrogate())
-            --length;
-        if (!writeAll(file, encoder.encode(rest.left(length))))
-            return true;
-        rest = rest.mid(length);
-    }
-    writeAll(file, encoder.finish());
-    return true;
+    return orFailure([&] {
+        TextEncoder encoder(codecNamed(codec));
+        const Descriptor file = openForWriting(path, O_CREAT | O_TRUNC, error);
+        if (file.isOpen())
+            static_cast<void>(writeText(file, text, encoder)); // what fails after the opening is not told
+        return file.isOpen();
+    });
 }
 
 QString TESCoreUtil::ReadUnicodeTextFile(const QString &path, QString *error, const char *codec,
                                          bool convertLineEndings)
 {
-    QString text =
-        readFile(path, error, [&](const Descriptor &file) { return readText(file, codecNamed(codec)); });
-    if (text.isEmpty())
-        return text;
-    if (convertLineEndings) {
-        const QChar *end = normaliseLineEndings(text, text.data());
-        text.resize(decltype(text.size())(end - text.constData()));
-    }
-    text.squeeze();
-    return text;
+    return readFile<QString>(path, error, [&](const Descriptor &file, qint64 expected, QString &text) {
+        const Result read = readText(file, expected, codecNamed(codec), text);
+        if (convertLineEndings && !text.isEmpty()) {
+            const QChar *end = normaliseLineEndings(text, text.data());
+            text.resize(decltype(text.size())(end - text.constData()));
+        }
+        text.squeeze();
+        return read;
+    });
 }
 
 QByteArray TESCoreUtil::ReadBinaryFile(const QString &path, QString *error)
 {
-    return readFile(path, error, readBytes);
+    return readFile<QByteArray>(path, error, readBytes);
 }
 
 bool TESCoreUtil::WriteBinaryFile(const QByteArray &data, const QString &path, QString *error)
 {
-    Descriptor file = openForWriting(path, O_CREAT | O_TRUNC, error);
-    if (!file.isOpen())
+    return orFailure([&] {
+        Descriptor file = openForWriting(path, O_CREAT | O_TRUNC, error);
+        if (!file.isOpen())
+            return false;
+        const Result written = writeAll(file, data);
+        // Some file systems tell only now that there was no room.
+        if (const Result closed = file.close(); closed && written)
+            return true;
+        if (error != nullptr)
+            *error = QObject::tr("Could not write all data to file");
         return false;
-    const bool written = writeAll(file, data);
-    // Some file systems tell only now that there was no room.
-    if (const Result closed = file.close(); closed && written)
-        return true;
-    if (error != nullptr)
-        *error = QObject::tr("Could not write all data to file");
-    return false;
+    });
 }
 
 QString TESCoreUtil::ConvertLineEndings(const QString &text)
 {
     if (!text.contains(carriageReturn))
         return text;
-    QString result(text.size(), Qt::Uninitialized);
-    expectLargeUse(result.data(), result.size() * qint64(sizeof(QChar)));
-    const QChar *end = normaliseLineEndings(text, result.data());
-    result.resize(decltype(result.size())(end - result.constData()));
-    return result;
+    return orFailure([&] {
+        QString result(text.size(), Qt::Uninitialized);
+        expectLargeUse(result.data(), result.size() * qint64(sizeof(QChar)));
+        const QChar *end = normaliseLineEndings(text, result.data());
+        result.resize(decltype(result.size())(end - result.constData()));
+        return result;
+    });
 }

@@ -3,6 +3,7 @@
 #include "filemove_p.h"
 #include "openfile_p.h"
 #include "overlap_p.h"
+#include "qtpath_p.h"
 #include "rename_p.h"
 
 #include <base/exceptions_p.h>
@@ -173,7 +174,9 @@ Result canCreate(const QByteArray &path)
 
 bool isWritable(const QString &path, QString *error)
 {
-    QByteArray native = nativePath(path);
+    if (isResourceFolder(path))
+        return QFileInfo(path).isWritable();
+    QByteArray native = diskPath(path);
     struct stat info;
     if (!native.isNull()) {
         const Path existing(native);
@@ -199,7 +202,9 @@ bool isWritable(const QString &path, QString *error)
 
 bool isReadable(const QString &path, QString *error)
 {
-    const Path existing(nativePath(path));
+    if (isResourceFolder(path))
+        return QFileInfo(path).isReadable();
+    const Path existing(diskPath(path));
     struct stat info;
     if (existing.status(&info) && !S_ISREG(info.st_mode)) {
         const Result allowed = access(existing.at(), R_OK);
@@ -213,9 +218,9 @@ bool isReadable(const QString &path, QString *error)
 bool DeleteFile(const QString &path, QString *error)
 {
     return orFailure([&] {
-        const QByteArray native = nativePath(path);
+        const QByteArray native = diskPath(path);
         if (native.isNull())
-            return true;
+            return !isResource(path) || deleteResource(path, error);
         const Path file(native);
         struct stat info;
         Result result = file.status(&info);
@@ -230,7 +235,7 @@ bool DeleteFile(const QString &path, QString *error)
 bool RenameFile(const QString &source, const QString &destination, bool overwrite)
 {
     return orFailure([&] {
-        const QByteArray from = nativePath(source), to = nativePath(destination);
+        const QByteArray from = diskPath(source), to = diskPath(destination);
         return !from.isNull() && !to.isNull() && renameFile(from, to, overwrite);
     });
 }
@@ -238,7 +243,9 @@ bool RenameFile(const QString &source, const QString &destination, bool overwrit
 bool MoveFile(const QString &source, const QString &destination, bool overwrite)
 {
     return orFailure([&] {
-        const QByteArray from = nativePath(source), to = nativePath(destination);
+        const QByteArray to = diskPath(destination);
+        const Descriptor resource = isResource(source) ? openResourceFile(source) : Descriptor();
+        const QByteArray from = resource.isOpen() ? DescriptorPath(resource.get()).text() : diskPath(source);
         return !from.isNull() && !to.isNull() && copyAndRemove(from, to, overwrite);
     });
 }

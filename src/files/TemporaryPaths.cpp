@@ -2,7 +2,9 @@
 
 #include "filecopy_p.h"
 #include "path_p.h"
+#include "qtpath_p.h"
 #include "targettree_p.h"
+#include <base/exceptions_p.h>
 #include <base/nativepath_p.h>
 
 #include <QCoreApplication>
@@ -20,7 +22,9 @@ constexpr mode_t kPrivate = S_IRWXU;
 bool isTrusted(const struct stat &info)
 {
     const bool isOurs = info.st_uid == ::geteuid() || info.st_uid == 0;
-    return isOurs && (!(info.st_mode & S_IWOTH) || (info.st_mode & S_ISVTX) || S_ISLNK(info.st_mode));
+    // The group's permission covers what an access control list grants to other users and groups.
+    const bool mayOthersWrite = (info.st_mode & (S_IWGRP | S_IWOTH)) != 0 && (info.st_mode & S_ISVTX) == 0;
+    return isOurs && (!mayOthersWrite || S_ISLNK(info.st_mode));
 }
 
 bool isTrusted(const QByteArray &folder)
@@ -31,14 +35,16 @@ bool isTrusted(const QByteArray &folder)
 }
 
 /// Opens the temporary root, making it where it is missing. Not open when others could tamper with it: its
-/// name lies in a folder that all may write to, so anybody may have been there first.
+/// name lies in a folder that all may write to, so anybody may have been there first. Not open either when
+/// the system has no temporary folder.
 Descriptor openRoot()
 {
+    const QByteArray system = nativePath(QDir::tempPath());
     const QByteArray path = nativePath(GetTessarineTempPath());
-    if (path.isNull() || !makeFolders(path, kPrivate))
+    if (system.isNull() || path.isNull() || !makeFolders(path, kPrivate))
         return Descriptor();
     // The application's name may hold "/": each of these folders counts.
-    for (auto end = nativePath(QDir::tempPath()).size(); end < path.size();) {
+    for (auto end = system.size(); end < path.size();) {
         end = path.indexOf('/', end + 1);
         if (end < 0)
             end = path.size();
@@ -52,20 +58,13 @@ Descriptor openRoot()
     return isSafe ? std::move(root) : Descriptor();
 }
 
-bool isTaken(const QString &path)
-{
-    struct stat info;
-    const QByteArray native = nativePath(path);
-    return !native.isNull() && Path(native).status(&info);
-}
-
 /// A path below the temporary root, made of a fresh UUID and `suffix`, where nothing exists.
 QString freshPath(const QString &suffix)
 {
     QString path;
     do {
         path = GetTessarineTempPath() + QLatin1Char('/') + CreateUUID() + suffix;
-    } while (isTaken(path));
+    } while (exists(path));
     return QDir::toNativeSeparators(path);
 }
 
@@ -73,42 +72,51 @@ QString freshPath(const QString &suffix)
 
 QString GetTessarineTempPath()
 {
-    return QDir::tempPath() + QLatin1Char('/') + QCoreApplication::applicationName();
+    return orFailure(
+        [&] { return QString(QDir::tempPath() + QLatin1Char('/') + QCoreApplication::applicationName()); });
 }
 
 QString GetNewTempFolderPath(bool create)
 {
-    QString path = freshPath(QString());
-    if (!create)
+    return orFailure([&] {
+        QString path = freshPath(QString());
+        const Descriptor root = create ? openRoot() : Descriptor();
+        const auto make = [&] {
+            const QByteArray name = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1).toLatin1();
+            return Result::of(::mkdirat(root.get(), name.constData(), kPrivate));
+        };
+        while (root.isOpen() && make().error() == EEXIST)
+            path = freshPath(QString());
         return path;
-    const Descriptor root = openRoot();
-    while (root.isOpen() && ::mkdirat(root.get(), Entry(encodedName(path)).at().name, kPrivate) != 0 &&
-           errno == EEXIST)
-        path = freshPath(QString());
-    return path;
+    });
 }
 
 QString GetNewTempFilePath(QString suffix)
 {
-    if (!suffix.isEmpty() && !suffix.startsWith(QLatin1Char('.')))
-        suffix.prepend(QLatin1Char('.'));
-    const QString path = freshPath(suffix);
-    // A suffix that holds "/" names folders below the root.
-    if (openRoot().isOpen())
-        static_cast<void>(makeFolders(nativePath(QFileInfo(path).absolutePath()), kPrivate));
-    return path;
+    return orFailure([&] {
+        if (!suffix.isEmpty() && !suffix.startsWith(QLatin1Char('.')))
+            suffix.prepend(QLatin1Char('.'));
+        QString path = freshPath(suffix);
+        // A suffix that holds "/" names folders below the root.
+        if (openRoot().isOpen())
+            static_cast<void>(makeFolders(nativePath(QFileInfo(path).absolutePath()), kPrivate));
+        return path;
+    });
 }
 
 QString CreateTemporaryCopy(const QString &path)
 {
-    const QByteArray from = nativePath(path);
-    if (from.isNull())
-        return QString();
-    const QString copy =
-        QDir(QDir::tempPath()).absoluteFilePath(CreateUUID() + QLatin1Char('.') + QFileInfo(path).suffix());
-    const Entry to(nativePath(copy));
-    const bool isCopied = to.result() && FileCopy(Carry::Permissions).copy(Path(from).at(), to.at());
-    return isCopied ? copy : QString();
+    return orFailure([&] {
+        const QString folder = QDir::tempPath();
+        const QString copy =
+            QDir(folder).absoluteFilePath(CreateUUID() + QLatin1Char('.') + QFileInfo(path).suffix());
+        const Entry to(nativePath(copy));
+        Result done = folder.isEmpty() ? Result(ENOENT) : to.result();
+        if (done)
+            done = isResource(path) ? copyResource(path, to.at())
+                                    : FileCopy(Carry::Permissions).copy(Path(diskPath(path)).at(), to.at());
+        return done ? copy : QString();
+    });
 }
 
 } // namespace TESCoreUtil

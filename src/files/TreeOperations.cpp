@@ -2,6 +2,7 @@
 
 #include "journal_p.h"
 #include "overlap_p.h"
+#include "qtpath_p.h"
 #include "rename_p.h"
 #include "targettree_p.h"
 
@@ -223,13 +224,13 @@ QString absoluteFolder(const QString &path, const QByteArray &native)
 /// The path to read from: an empty one stands for the working folder, as for QDir.
 QByteArray pathToRead(const QString &path)
 {
-    return path.isEmpty() ? QByteArrayLiteral(".") : nativePath(path);
+    return path.isEmpty() ? QByteArrayLiteral(".") : diskPath(path);
 }
 
 /// The path of a folder that may have to be made.
 QByteArray pathToMake(const QString &path)
 {
-    return withoutMissingFolders(nativePath(path));
+    return withoutMissingFolders(diskPath(path));
 }
 
 bool moveQuickly(const QByteArray &from, const QByteArray &to)
@@ -347,7 +348,7 @@ void copyFiles(const QByteArray &from, const QByteArray &to)
 bool MoveDirectoryQuick(const QString &source, const QString &destination)
 {
     return orFailure([&] {
-        const QByteArray from = nativePath(source), to = pathToMake(destination);
+        const QByteArray from = diskPath(source), to = pathToMake(destination);
         return !from.isNull() && !to.isNull() && moveQuickly(from, to);
     });
 }
@@ -360,7 +361,7 @@ bool MoveDirectory(const QString &source, const QString &destination)
 bool MoveDirectoryCopy(const QString &source, const QString &destination)
 {
     return orFailure([&] {
-        const QByteArray from = nativePath(source), to = pathToMake(destination);
+        const QByteArray from = diskPath(source), to = pathToMake(destination);
         return !from.isNull() && !to.isNull() && moveDirectory(from, to);
     });
 }
@@ -368,7 +369,10 @@ bool MoveDirectoryCopy(const QString &source, const QString &destination)
 bool CopyDirectory(const QDir &source, const QDir &destination)
 {
     return orFailure([&] {
-        const QByteArray from = nativePath(source.path()), to = pathToMake(destination.path());
+        const QByteArray from = diskPath(source.path()), to = pathToMake(destination.path());
+        if (isResource(source.path()))
+            return !to.isNull() && (isFolder(to) || makeFolders(to, S_IRWXU | S_IRWXG | S_IRWXO)) &&
+                   copyResources(source, to, OnFailure::Stop);
         return !from.isNull() && !to.isNull() && copyDirectory(from, to, source.sorting());
     });
 }
@@ -377,7 +381,9 @@ void CopyFiles(const QString &source, const QString &destination)
 {
     orFailure([&] {
         const QByteArray from = pathToRead(source), to = pathToMake(destination);
-        if (!from.isNull() && !to.isNull())
+        if (isResource(source) && !to.isNull())
+            copyResources(source, to, OnFailure::GoOn);
+        else if (!from.isNull() && !to.isNull())
             copyFiles(from, to);
         return true;
     });
@@ -386,9 +392,9 @@ void CopyFiles(const QString &source, const QString &destination)
 bool DeleteFolderAndFiles(const QString &path)
 {
     return orFailure([&] {
-        const QByteArray native = nativePath(path);
+        const QByteArray native = diskPath(path);
         if (native.isNull())
-            return true;
+            return !isResource(path) || !exists(path);
         const QByteArray entry = entryPath(native);
         const Path folder(entry);
         struct stat info;
@@ -405,7 +411,9 @@ bool DeleteFolderAndFiles(const QString &path)
 bool DeleteFolderContents(const QString &path)
 {
     return orFailure([&] {
-        const QByteArray native = nativePath(path);
+        const QByteArray native = diskPath(path);
+        if (isResource(path))
+            return resourcesIn(path).isEmpty();
         return native.isNull() ? !path.isEmpty() : deleteContents(native);
     });
 }
@@ -413,6 +421,8 @@ bool DeleteFolderContents(const QString &path)
 QStringList RecursiveGetFiles(const QString &path)
 {
     return orFailure([&] {
+        if (isResource(path))
+            return resourceFilesBelow(path);
         const QByteArray native = pathToRead(path);
         QStringList files;
         TreeWalk walk(Order::ByName);
@@ -438,6 +448,8 @@ QStringList RecursiveGetFiles(const QString &path)
 int getFileAndDirCount(const QString &path)
 {
     return orFailure([&] {
+        if (isResource(path))
+            return countResourcesBelow(path);
         const QByteArray native = pathToRead(path);
         TreeWalk walk(Order::None);
         if (native.isNull() || !walk.open(Path(native).at(), Links::Follow))

@@ -1,37 +1,27 @@
 #include <TesCore/TESCoreUtil.h>
 
-#include "path_p.h"
-#include <base/nativepath_p.h>
+#include "qtpath_p.h"
+#include <base/exceptions_p.h>
 
 #include <QFileInfo>
 
-namespace {
-
-bool isTaken(const QByteArray &native)
-{
-    struct stat status;
-    return !native.isNull() && TesCoreFiles::Path(native).status(&status);
-}
-
-bool isTaken(const QString &path)
-{
-    return isTaken(TesCoreBase::nativePath(path));
-}
-
-} // namespace
+using TesCoreFiles::exists;
 
 QString TESCoreUtil::GetUniqueFileName(const QString &path, QString separator)
 {
-    if (separator.isEmpty())
-        separator = QStringLiteral("_");
-    QString candidate = path;
-    // The name grows with each step, so this ends at the latest where it is too long for any entry.
-    for (int counter = 1; isTaken(candidate); ++counter) {
-        const QFileInfo info(candidate);
-        candidate = info.dir().absoluteFilePath(info.completeBaseName() + separator +
-                                                QString::number(counter) + QLatin1Char('.') + info.suffix());
-    }
-    return candidate;
+    return TesCoreBase::orFailure([&] {
+        if (separator.isEmpty())
+            separator = QStringLiteral("_");
+        QString candidate = path;
+        // The name grows with each step, so this ends at the latest where it is too long for any entry.
+        for (int counter = 1; exists(candidate); ++counter) {
+            const QFileInfo info(candidate);
+            const QString number = QString::number(counter);
+            candidate = info.dir().absoluteFilePath(info.completeBaseName() + separator + number +
+                                                    QLatin1Char('.') + info.suffix());
+        }
+        return candidate;
+    });
 }
 
 QString TESCoreUtil::GetUniqueFileName(const QString &path)
@@ -41,17 +31,18 @@ QString TESCoreUtil::GetUniqueFileName(const QString &path)
 
 QString TESCoreUtil::GetUniqueSequentialFileName(const QString &path)
 {
-    if (!isTaken(path))
-        return path;
-    const QFileInfo info(path);
-    const QString before =
-        info.absolutePath() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char(' ');
-    const QString after = QLatin1Char('.') + info.suffix();
-    // Thousands of names may be taken: only their numbers are written anew.
-    const QByteArray nativeBefore = TesCoreBase::encodedName(before);
-    const QByteArray nativeAfter = TesCoreBase::encodedName(after);
-    int counter = 1;
-    while (isTaken(nativeBefore + QByteArray::number(counter) + nativeAfter))
-        ++counter;
-    return before + QString::number(counter) + after;
+    return TesCoreBase::orFailure([&] {
+        if (!exists(path))
+            return path;
+        const QFileInfo info(path);
+        const QString before =
+            info.absolutePath() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char(' ');
+        const QString after = QLatin1Char('.') + info.suffix();
+        QString candidate;
+        int counter = 0;
+        do {
+            candidate = before + QString::number(++counter) + after;
+        } while (exists(candidate));
+        return candidate;
+    });
 }

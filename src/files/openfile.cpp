@@ -1,6 +1,7 @@
 #include "openfile_p.h"
 
 #include "path_p.h"
+#include "qtpath_p.h"
 #include <base/nativepath_p.h>
 
 #include <QIODevice>
@@ -27,7 +28,7 @@ int refusalToWrite(mode_t mode)
     return S_ISREG(mode) || S_ISCHR(mode) ? 0 : EOPNOTSUPP;
 }
 
-Descriptor openNative(const QByteArray &native, int flags, Refusal refusal)
+Descriptor openNative(const QByteArray &native, int flags, Refusal refusal, qint64 *size)
 {
     // Opening a device can act on it, and opening a FIFO wakes its other end: they are left alone. A folder
     // goes on, since its permissions decide which error it gives.
@@ -44,6 +45,11 @@ Descriptor openNative(const QByteArray &native, int flags, Refusal refusal)
     Result known = Result::of(::fstat(file.get(), &info));
     if (known)
         known = Result(refusal(info.st_mode));
+    // A terminal takes bytes as slowly as it shows them: writing waits for it, as opening did not.
+    if (known && S_ISCHR(info.st_mode))
+        known = Result::of(::fcntl(file.get(), F_SETFL, flags));
+    if (size != nullptr)
+        *size = info.st_size;
     return known ? std::move(file) : Descriptor(known);
 }
 
@@ -57,13 +63,21 @@ QString openErrorText(const QString &path, int errorNumber, bool reading)
     return reading && errorNumber == EISDIR ? QIODevice::tr(folderText) : errorText(errorNumber);
 }
 
-Descriptor openOrTell(const QString &path, int flags, Refusal refusal, QString *error)
+Descriptor openOrTell(const QString &path, int flags, Refusal refusal, QString *error, qint64 *size = nullptr)
 {
+    const bool reading = (flags & O_ACCMODE) == O_RDONLY;
+    if (isResource(path)) {
+        Descriptor file = openResource(path, reading ? QIODevice::ReadOnly : QIODevice::WriteOnly, error);
+        struct stat info;
+        if (size != nullptr && ::fstat(file.get(), &info) == 0)
+            *size = info.st_size;
+        return file;
+    }
     Result valid;
-    const QByteArray native = nativePath(path, &valid);
-    Descriptor file = valid ? openNative(native, flags, refusal) : Descriptor(valid);
+    const QByteArray native = diskPath(path, &valid);
+    Descriptor file = valid ? openNative(native, flags, refusal, size) : Descriptor(valid);
     if (!file.isOpen() && error != nullptr)
-        *error = openErrorText(path, file.error(), (flags & O_ACCMODE) == O_RDONLY);
+        *error = openErrorText(path, file.error(), reading);
     return file;
 }
 
@@ -91,35 +105,14 @@ Descriptor openUnnamed(int dirfd, mode_t mode)
     return Descriptor(retrying([&] { return ::openat(dirfd, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode); }));
 }
 
-Descriptor openForReading(const QString &path, QString *error)
+Descriptor openForReading(const QString &path, QString *error, qint64 *size)
 {
-    return openOrTell(path, O_RDONLY, refusalToRead, error);
+    return openOrTell(path, O_RDONLY, refusalToRead, error, size);
 }
 
 Descriptor openForWriting(const QString &path, int flags, QString *error)
 {
     return openOrTell(path, flags | O_WRONLY, refusalToWrite, error);
-}
-
-qint64 expectedSize(const Descriptor &file)
-{
-    struct stat status;
-    return ::fstat(file.get(), &status) == 0 ? qint64(status.st_size) : 0;
-}
-
-qint64 readInto(const Descriptor &file, char *buffer, qint64 size)
-{
-    qint64 filled = 0;
-    while (filled < size) {
-        const ssize_t got =
-            retrying([&] { return ::read(file.get(), buffer + filled, std::size_t(size - filled)); });
-        if (got < 0)
-            return -1;
-        if (got == 0)
-            break;
-        filled += got;
-    }
-    return filled;
 }
 
 } // namespace TesCoreFiles

@@ -19,20 +19,16 @@ Descriptor openFile(At file, int flags);
 /// file system can do that.
 Descriptor openUnnamed(int dirfd, mode_t mode = S_IRUSR | S_IWUSR);
 
-/// Opens the regular file `path` for reading. Nothing blocks: FIFOs, sockets and devices are refused, and not
-/// even opened. After a failure the descriptor is closed, errno is set, and `*error` (which may be null) is
-/// the text that QFile gives for the same failure.
-Descriptor openForReading(const QString &path, QString *error = nullptr);
+/// Opens the regular file `path`, or the resource, for reading. Nothing blocks: FIFOs, sockets and devices
+/// are refused, and not even opened. After a failure `*error` (which may be null) is the text that QFile
+/// gives for the same failure; after success `*size` (which may be null, too) is a first guess at what
+/// reading will give: files of /proc say 0, and a file may be growing.
+Descriptor openForReading(const QString &path, QString *error = nullptr, qint64 *size = nullptr);
 
-/// The same for writing, to a regular file or to a character device such as /dev/null. `flags` says what is
-/// to happen to what is there: O_CREAT | O_TRUNC, O_CREAT | O_EXCL, O_APPEND and so on.
+/// The same for writing, to a regular file or to a character device such as a terminal or /dev/null, for
+/// which writing then waits. `flags` says what is to happen to what is there: O_CREAT | O_TRUNC, O_CREAT |
+/// O_EXCL, O_APPEND and so on.
 Descriptor openForWriting(const QString &path, int flags, QString *error = nullptr);
-
-/// A first guess at what reading will give: files of /proc say 0, and a file may be growing.
-qint64 expectedSize(const Descriptor &file);
-
-/// Fills the buffer as far as the file goes. The number of bytes, or -1 and errno.
-qint64 readInto(const Descriptor &file, char *buffer, qint64 size);
 
 } // namespace TesCoreFiles
 
