@@ -4,6 +4,7 @@
 /// \file qtcompat_p.h
 /// Every place where Qt 5 and Qt 6 differ in what the library promises.
 
+#include <QCalendar>
 #include <QDate>
 #include <QLocale>
 #include <QString>
@@ -28,11 +29,15 @@ inline int toInt(QStringView text, bool *ok)
 #endif
 }
 
-/// The date that `text` is in the C locale. Qt 5 (seen in 5.15) takes a sign in front of a number, which is
-/// no date to Qt 6.
+/// The date that `text` is in the C locale; `format` has no signs. Qt 5 (seen in 5.15) takes a "+" and Qt 6
+/// (seen in 6.4) a "-" in front of a number. Qt 5.15 builds its calendars on first use without a lock: a
+/// thread that asks meanwhile finds none, or one half built. The first call therefore has them built while
+/// all others wait.
 inline QDate toDate(const QString &text, const QString &format)
 {
-    return text.contains(QLatin1Char('+')) ? QDate() : QLocale::c().toDate(text, format);
+    [[maybe_unused]] static const QCalendar first;
+    const bool hasSign = text.contains(QLatin1Char('+')) || text.contains(QLatin1Char('-'));
+    return hasSign ? QDate() : QLocale::c().toDate(text, format);
 }
 
 /// Whether Qt still knows the encoding of file names. Qt 5 (seen in 5.15) takes them for Latin-1 once its

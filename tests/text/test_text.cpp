@@ -181,7 +181,8 @@ private Q_SLOTS:
         QVERIFY(std::isnan(RoundToOneDecimal(NAN)));
         for (const char *date : {"Nov 5 2013", "nov 5 2013", "Nov 05 2013"})
             QCOMPARE(convertCompileStringDate(s(date)), QDate(2013, 11, 5));
-        for (const char *other : {"", "Nov  5 2013", "Okt 5 2013", "Nov +5 2013", "Feb 29 2013", "Nov 5 13"})
+        for (const char *other : {"", "Nov  5 2013", "Okt 5 2013", "Nov +5 2013", "Nov 5 -2013",
+                                  "Nov 5 \u22122013", "Feb 29 2013", "Nov 5 13"})
             QVERIFY2(!convertCompileStringDate(s(other)).isValid(), other);
     }
 
