@@ -42,27 +42,27 @@ struct SidesTable
 {
     unsigned char sides[0x3010] = {};
 
-    constexpr SidesTable()
-    {
-        add(doubleStyles);
-        add(singleStyles);
-    }
-
-    template <typename Styles>
-    constexpr void add(const Styles &styles)
-    {
-        for (const auto &style : styles) {
-            sides[style.opening] |= Opening;
-            sides[style.closing] |= Closing;
-        }
-    }
-
     bool has(QChar c, Sides side) const
     {
         return c.unicode() < std::size(sides) && (sides[c.unicode()] & side) != 0;
     }
 };
-constexpr SidesTable sidesTable;
+
+template <typename Styles>
+constexpr void addSides(SidesTable &table, const Styles &styles)
+{
+    for (const auto &style : styles) {
+        table.sides[style.opening] |= Opening;
+        table.sides[style.closing] |= Closing;
+    }
+}
+
+constexpr SidesTable sidesTable = [] {
+    SidesTable table;
+    addSides(table, doubleStyles);
+    addSides(table, singleStyles);
+    return table;
+}();
 
 } // namespace
 
