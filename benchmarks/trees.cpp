@@ -88,41 +88,41 @@ class TreeRows
 {
 public:
     TreeRows(Table &toTable, const Shape &ofShape, const Storage &from, const Storage &to)
-        : table(toTable)
-        , shape(ofShape)
-        , storage(from)
-        , input(label(ofShape, from, to))
-        , gone(from.path("gone"))
-        , copy(to.path("copy"))
+        : m_table(toTable)
+        , m_shape(ofShape)
+        , m_storage(from)
+        , m_input(label(ofShape, from, to))
+        , m_gone(from.path("gone"))
+        , m_copy(to.path("copy"))
     {
     }
 
     void addCount(double target)
     {
         add("getFileAndDirCount", target, [this] {
-            return Contest{{{"ours", [this] { return TESCoreUtil::getFileAndDirCount(path(tree)); }},
-                            {"std::filesystem", [this] { return fsCount(tree); }},
-                            {"find", [this] { return findCount(tree); }},
-                            {"Qt", [this] { return qtCount(path(tree)); }}}};
+            return Contest{{{"ours", [this] { return TESCoreUtil::getFileAndDirCount(path(m_tree)); }},
+                            {"std::filesystem", [this] { return fsCount(m_tree); }},
+                            {"find", [this] { return findCount(m_tree); }},
+                            {"Qt", [this] { return qtCount(path(m_tree)); }}}};
         });
     }
 
     void addList(double target)
     {
         add("RecursiveGetFiles", target, [this] {
-            return Contest{{{"ours", [this] { return TESCoreUtil::RecursiveGetFiles(path(tree)); }},
-                            {"Qt", [this] { return qtFiles(path(tree)); }}}};
+            return Contest{{{"ours", [this] { return TESCoreUtil::RecursiveGetFiles(path(m_tree)); }},
+                            {"Qt", [this] { return qtFiles(path(m_tree)); }}}};
         });
     }
 
     void addDelete(double target)
     {
         add("DeleteFolderAndFiles", target, [this] {
-            return Contest{{{"ours", [this] { return TESCoreUtil::DeleteFolderAndFiles(path(gone)); }},
-                            {"std::filesystem", [this] { return fs::remove_all(gone) > 0; }},
-                            {"rm -rf", std::bind(run, Words{"rm", "-rf", gone})},
-                            {"Qt", [this] { return qtDelete(path(gone)); }}},
-                           std::bind(run, Words{"cp", "-r", tree, gone}),
+            return Contest{{{"ours", [this] { return TESCoreUtil::DeleteFolderAndFiles(path(m_gone)); }},
+                            {"std::filesystem", [this] { return fs::remove_all(m_gone) > 0; }},
+                            {"rm -rf", std::bind(run, Words{"rm", "-rf", m_gone})},
+                            {"Qt", [this] { return qtDelete(path(m_gone)); }}},
+                           std::bind(run, Words{"cp", "-r", m_tree, m_gone}),
                            [this] { requireGone(); }};
         });
     }
@@ -130,12 +130,13 @@ public:
     void addCopy(double target)
     {
         add("CopyDirectory", target, [this] {
-            return Contest{{{"ours", [this] { return TESCoreUtil::CopyDirectory(path(tree), path(copy)); }},
-                            {"std::filesystem", [this] { return fsCopy(tree, copy); }},
-                            {"cp -r", std::bind(run, Words{"cp", "-r", tree, copy})},
-                            {"Qt", [this] { return qtCopy(path(tree), path(copy)); }}},
-                           [this] { fs::remove_all(copy); },
-                           [this] { requireCopy(); }};
+            return Contest{
+                {{"ours", [this] { return TESCoreUtil::CopyDirectory(path(m_tree), path(m_copy)); }},
+                 {"std::filesystem", [this] { return fsCopy(m_tree, m_copy); }},
+                 {"cp -r", std::bind(run, Words{"cp", "-r", m_tree, m_copy})},
+                 {"Qt", [this] { return qtCopy(path(m_tree), path(m_copy)); }}},
+                [this] { fs::remove_all(m_copy); },
+                [this] { requireCopy(); }};
         });
     }
 
@@ -144,13 +145,13 @@ public:
     {
         add("MoveDirectory", target, [this, copier] {
             const auto script = [this](const std::string &commands) {
-                return std::bind(run, Words{"sh", "-c", commands + " && sync -f $1", gone, copy});
+                return std::bind(run, Words{"sh", "-c", commands + " && sync -f $1", m_gone, m_copy});
             };
             return Contest{
-                {{"ours", [this] { return TESCoreUtil::MoveDirectory(path(gone), path(copy)); }},
+                {{"ours", [this] { return TESCoreUtil::MoveDirectory(path(m_gone), path(m_copy)); }},
                  {copier + ", sync -f, rm -rf",
                   std::bind(run,
-                            Words{"sh", "-c", copier + " $0 $1 && sync -f $1 && rm -rf $0", gone, copy})},
+                            Words{"sh", "-c", copier + " $0 $1 && sync -f $1 && rm -rf $0", m_gone, m_copy})},
                  {"mv, sync -f", script("mv $0 $1"), false},
                  {"rsync, sync -f",
                   script("rsync -a --remove-source-files $0/ $1 && find $0 -depth -type d -delete"), false}},
@@ -175,48 +176,48 @@ private:
     void prepareMove() const
     {
         std::error_code error;
-        fs::rename(copy, gone, error); // the last move's; making another tree takes longer than moving it
+        fs::rename(m_copy, m_gone, error); // the last move's; making another tree takes longer than moving it
         if (error) {
-            fs::remove_all(copy);
-            run({"cp", "-r", tree, gone});
+            fs::remove_all(m_copy);
+            run({"cp", "-r", m_tree, m_gone});
         }
-        run({"sync", "-f", gone});
+        run({"sync", "-f", m_gone});
     }
 
     void requireGone() const
     {
-        if (fs::exists(gone))
-            fail(gone + " is still there");
+        if (fs::exists(m_gone))
+            fail(m_gone + " is still there");
     }
 
     void requireCopy() const
     {
-        if (!shape.isScale)
-            requireSameTree(tree, copy);
-        else if (findCount(copy) != findCount(tree))
-            fail(copy + " holds less or more than " + tree);
+        if (!m_shape.isScale)
+            requireSameTree(m_tree, m_copy);
+        else if (findCount(m_copy) != findCount(m_tree))
+            fail(m_copy + " holds less or more than " + m_tree);
     }
 
     void add(const char *operation, double target, const std::function<Contest()> &contest)
     {
-        table.add({operation, input, target, shape.files(), shape.runs, shape.isScale}, [&] {
-            tree = storage.tree(shape);
+        m_table.add({operation, m_input, target, m_shape.files(), m_shape.runs, m_shape.isScale}, [&] {
+            m_tree = m_storage.tree(m_shape);
             Contest all = contest();
-            if (shape.isScale) // the last ones are slow, and have shown so on the other trees
+            if (m_shape.isScale) // the last ones are slow, and have shown so on the other trees
                 all.contenders.resize(std::min<std::size_t>(all.contenders.size(), 3));
             return all;
         });
-        fs::remove_all(gone);
-        fs::remove_all(copy);
+        fs::remove_all(m_gone);
+        fs::remove_all(m_copy);
     }
 
-    Table &table;
-    const Shape &shape;
-    const Storage &storage;
-    const std::string input;
-    const std::string gone;
-    const std::string copy;
-    std::string tree;
+    Table &m_table;
+    const Shape &m_shape;
+    const Storage &m_storage;
+    const std::string m_input;
+    const std::string m_gone;
+    const std::string m_copy;
+    std::string m_tree;
 };
 
 } // namespace

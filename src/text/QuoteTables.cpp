@@ -17,11 +17,11 @@ Pair pairOf(const QuoteStyle<Type> &style)
 }
 
 // The order of iteration needs one bucket for each style; the room for all of them is made at once.
-template <typename Type, size_t count>
-QHash<Type, Pair> tableOf(const QuoteStyle<Type> (&styles)[count])
+template <typename Type, size_t Count>
+QHash<Type, Pair> tableOf(const QuoteStyle<Type> (&styles)[Count])
 {
     QHash<Type, Pair> table;
-    table.reserve(count);
+    table.reserve(Count);
     for (const auto &style : styles)
         table.insert(style.type, pairOf(style));
     return table;
