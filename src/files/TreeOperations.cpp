@@ -292,10 +292,11 @@ bool moveDirectory(const QByteArray &from, const QByteArray &to)
     }
     if (isLink)
         return remove(root.at());
-    if (journal.removeSources(root.at(), FileId(walk.rootStatus()), filled))
-        return true;
-    journal.separateLinks(filled, stage);
-    return false;
+    const bool isMoved =
+        orFailure([&] { return bool(journal.removeSources(root.at(), FileId(walk.rootStatus()), filled)); });
+    if (!isMoved)
+        journal.separateLinks(filled, stage);
+    return isMoved;
 }
 
 bool copyDirectory(const QByteArray &from, const QByteArray &to, QDir::SortFlags sorting)

@@ -1,8 +1,9 @@
 #include "attributes_p.h"
 
-#include <QByteArray>
+#include <QList>
 #include <QtEndian>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -56,25 +57,38 @@ mode_t restricted(mode_t mode, const QByteArray &list)
     return mode & (S_IRWXU | group << 3 | common);
 }
 
-void carryUserAttributes(int original, int copy)
+/// The names of the extended attributes, each with a zero behind it.
+QByteArray extendedAttributeNames(int fd)
 {
     char buffer[4096];
-    QByteArray names;
-    ssize_t length = ::flistxattr(original, buffer, sizeof buffer);
-    if (length >= 0) {
-        names = QByteArray::fromRawData(buffer, int(length));
-    } else if (errno == ERANGE) {
-        names.resize(kMaxListSize);
-        length = ::flistxattr(original, names.data(), std::size_t(names.size()));
-    }
-    for (ssize_t at = 0; at < length; at += ssize_t(std::strlen(names.constData() + at)) + 1) {
-        const char *name = names.constData() + at;
-        const bool isCarried = std::strncmp(name, "user.", 5) == 0 || std::strcmp(name, kAccessList) == 0 ||
-                               std::strcmp(name, kDefaultList) == 0;
-        const QByteArray value = isCarried ? extendedAttribute(original, name) : QByteArray();
+    ssize_t length = ::flistxattr(fd, buffer, sizeof buffer);
+    if (length >= 0)
+        return QByteArray(buffer, int(length));
+    QByteArray names(errno == ERANGE ? kMaxListSize : 0, Qt::Uninitialized);
+    length = names.isEmpty() ? 0 : ::flistxattr(fd, names.data(), std::size_t(names.size()));
+    names.resize(int(std::max<ssize_t>(length, 0)));
+    return names;
+}
+
+void carryExtendedAttributes(int original, const QByteArray &names, int copy)
+{
+    for (const QByteArray &name : names.split('\0')) {
+        const bool isCarried = name.startsWith("user.") || name == kAccessList || name == kDefaultList;
+        const QByteArray value = isCarried ? extendedAttribute(original, name.constData()) : QByteArray();
         if (!value.isNull())
-            ::fsetxattr(copy, name, value.constData(), std::size_t(value.size()), 0);
+            ::fsetxattr(copy, name.constData(), value.constData(), std::size_t(value.size()), 0);
     }
+}
+
+/// Gives the copy the owner and group of its original, or the group, where the caller may. Whether both are
+/// the same then; `*now` is the copy's status.
+bool carryOwner(const struct stat &info, int copy, struct stat *now)
+{
+    const auto isSame = [&] { return now->st_uid == info.st_uid && now->st_gid == info.st_gid; };
+    if (!isSame() &&
+        (::fchown(copy, info.st_uid, info.st_gid) == 0 || ::fchown(copy, uid_t(-1), info.st_gid) == 0))
+        ::fstat(copy, now);
+    return isSame();
 }
 
 } // namespace
@@ -93,26 +107,21 @@ void carryAttributes(int original, const struct stat &info, int copy, Carry carr
     struct stat now;
     if (::fstat(copy, &now) != 0)
         return;
-    mode_t mode = permissionsOf(original, info);
-    if (carry == Carry::Everything) {
-        if (now.st_uid != info.st_uid || now.st_gid != info.st_gid) {
-            if (::fchown(copy, info.st_uid, info.st_gid) != 0 &&
-                ::fchown(copy, uid_t(-1), info.st_gid) != 0) {
-                // Not every user may, and not every file system has owners.
-            }
-            ::fstat(copy, &now);
-        }
-        const bool hasOwner = now.st_uid == info.st_uid && now.st_gid == info.st_gid;
-        mode |= hasOwner ? info.st_mode & kSpecialBits : now.st_mode & S_ISGID;
-    }
+    const bool isEverything = carry == Carry::Everything;
+    const QByteArray names = isEverything ? extendedAttributeNames(original) : QByteArray();
+    const bool mayHaveList = !isEverything || names.contains(kAccessList);
+    mode_t mode = mayHaveList ? permissionsOf(original, info) : info.st_mode & kPermissions;
+    if (isEverything)
+        mode |= carryOwner(info, copy, &now) ? info.st_mode & kSpecialBits : now.st_mode & S_ISGID;
     // Looking costs half of setting, and much less where setting is a transaction.
     if ((now.st_mode & (kPermissions | kSpecialBits)) != mode)
         ::fchmod(copy, mode); // not every file system has permissions to set; the content is what counts
-    if (carry == Carry::Everything) {
-        carryUserAttributes(original, copy);
-        const timespec times[] = {info.st_atim, info.st_mtim};
-        ::futimens(copy, times);
-    }
+    if (!isEverything)
+        return;
+    if (!names.isEmpty())
+        carryExtendedAttributes(original, names, copy);
+    const timespec times[] = {info.st_atim, info.st_mtim};
+    ::futimens(copy, times);
 }
 
 } // namespace TesCoreFiles

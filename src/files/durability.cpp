@@ -3,24 +3,9 @@
 #include "directorystack_p.h"
 #include "rename_p.h"
 
-#include <algorithm>
-
-#include <sys/vfs.h>
-
 namespace TesCoreFiles {
 
 namespace {
-
-bool isServedByOthers(int fd)
-{
-    // linux/magic.h names only some of them.
-    constexpr unsigned fuse = 0x65735546, nfs = 0x6969, cifs = 0xff534d42, smb2 = 0xfe534d42,
-                       v9fs = 0x01021997, ceph = 0x00c36400, afs = 0x5346414f;
-    constexpr unsigned served[] = {fuse, nfs, cifs, smb2, v9fs, ceph, afs};
-    struct statfs info;
-    return ::fstatfs(fd, &info) == 0 &&
-           std::find(std::begin(served), std::end(served), unsigned(info.f_type)) != std::end(served);
-}
 
 /// A descriptor of anything on the file system: the folder itself, or a file without a name where it may be
 /// written to but not read.
@@ -41,7 +26,7 @@ Descriptor openOn(int dirfd)
 
 } // namespace
 
-Durability::Durability(int dirfd) : m_onIt(openOn(dirfd)), m_isPerEntry(isServedByOthers(dirfd)) {}
+Durability::Durability(int dirfd) : m_onIt(openOn(dirfd)), m_isPerEntry(!isLocal(dirfd)) {}
 
 Result Durability::sync(int dirfd) const
 {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 
 #include <linux/fs.h>
 #include <sys/ioctl.h>
@@ -23,6 +24,13 @@ constexpr off_t kToTheEnd = std::numeric_limits<off_t>::max();
 Result seek(int fd, off_t offset)
 {
     return ::lseek(fd, offset, SEEK_SET) == offset ? Result() : Result(errno);
+}
+
+/// Where the next data of a file stand, from `offset` on; where holes are unknown, all is data.
+off_t nextData(int fd, off_t offset, off_t end)
+{
+    const off_t data = ::lseek(fd, offset, SEEK_DATA);
+    return data >= 0 ? data : errno == ENXIO ? end : offset;
 }
 
 bool isSparse(const struct stat &info)
@@ -66,7 +74,7 @@ Result FileCopy::replace(At from, At to)
     if (const Result copied = copy(from, temporary, nullptr); !copied)
         return copied;
     const Result renamed = Result::of(::renameat(to.dirfd, temporary.name, to.dirfd, to.name));
-    if (!renamed && isCertainlyUndone(renamed))
+    if (!renamed)
         ::unlinkat(to.dirfd, temporary.name, 0);
     return renamed;
 }
@@ -89,7 +97,7 @@ Result FileCopy::copy(const Source &source, At to, CopyStamps *stamps)
 /// where the file system has no such files, or cannot name them.
 Result FileCopy::copyUnnamed(const Source &source, At to, CopyStamps *stamps)
 {
-    Descriptor copy = openUnnamed(to.dirfd);
+    Descriptor copy = openUnnamed(to.dirfd, source.info.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO));
     if (!copy.isOpen()) {
         m_canStayUnnamed = !isUnsupported(copy.result()) && copy.error() != EISDIR;
         return copy.result();
@@ -120,7 +128,7 @@ Result FileCopy::copyUnderTemporaryName(const Source &source, At to, CopyStamps 
         result = copy.close();
     if (result)
         result = renameExclusively(temporary, to);
-    if (!result && (copy.isOpen() || isCertainlyUndone(result)))
+    if (!result)
         ::unlinkat(to.dirfd, temporary.name, 0);
     return result;
 }
@@ -230,17 +238,26 @@ Result FileCopy::link(int copy, At to)
 bool haveSameContent(At a, At b)
 {
     const Descriptor first = openFile(a, O_RDONLY | O_NOFOLLOW), second = openFile(b, O_RDONLY | O_NOFOLLOW);
-    const auto blocks = std::make_unique<char[]>(2 * kBlockSize);
-    for (;;) {
-        std::size_t sizeOfFirst = 0, sizeOfSecond = 0;
-        if (!readAll(first.get(), blocks.get(), kBlockSize, &sizeOfFirst) ||
-            !readAll(second.get(), blocks.get() + kBlockSize, kBlockSize, &sizeOfSecond) ||
-            sizeOfFirst != sizeOfSecond ||
-            std::memcmp(blocks.get(), blocks.get() + kBlockSize, sizeOfFirst) != 0)
+    struct stat infoOfFirst, infoOfSecond;
+    if (!first.isOpen() || !second.isOpen() || ::fstat(first.get(), &infoOfFirst) != 0 ||
+        ::fstat(second.get(), &infoOfSecond) != 0 || infoOfFirst.st_size != infoOfSecond.st_size)
+        return false;
+    const bool haveHoles = isSparse(infoOfFirst) && isSparse(infoOfSecond);
+    const off_t end = infoOfFirst.st_size;
+    const std::unique_ptr<char[]> blocks(new (std::nothrow) char[2 * kBlockSize]);
+    for (off_t at = 0; blocks && at < end; at += kBlockSize) {
+        // What is a hole in both is the same.
+        if (haveHoles)
+            at = std::min(nextData(first.get(), at, end), nextData(second.get(), at, end));
+        const auto size = std::size_t(std::min(end - at, off_t(kBlockSize)));
+        std::size_t got = 0, gotOfSecond = 0;
+        if (!seek(first.get(), at) || !seek(second.get(), at) ||
+            !readAll(first.get(), blocks.get(), size, &got) ||
+            !readAll(second.get(), blocks.get() + kBlockSize, size, &gotOfSecond) || got != size ||
+            gotOfSecond != size || std::memcmp(blocks.get(), blocks.get() + kBlockSize, size) != 0)
             return false;
-        if (sizeOfFirst < kBlockSize)
-            return true;
     }
+    return bool(blocks);
 }
 
 } // namespace TesCoreFiles

@@ -3,6 +3,8 @@
 #include "openfile_p.h"
 #include "rename_p.h"
 
+#include <base/exceptions_p.h>
+
 namespace TesCoreFiles {
 
 namespace {
@@ -73,6 +75,13 @@ public:
         static_cast<void>(freed); // what cannot be put back stays aside
     }
 
+    /// Whether it still has its name, as far as is seen here.
+    bool isInPlace() const
+    {
+        struct stat own, now;
+        return ::fstat(m_held.get(), &own) == 0 && linkStatus(m_file, &now) && FileId(own) == FileId(now);
+    }
+
     void discard()
     {
         if (m_way != Way::None)
@@ -116,7 +125,7 @@ Result replaceDurably(ReplacedFile &file, At other, At place, const Durability &
     }
     result = file.replaceBy(other);
     if (!result) {
-        if (isCertainlyUndone(result))
+        if (isCertainlyUndone(result) || (!durability.isPerEntry() && file.isInPlace()))
             file.discard();
         return result;
     }
@@ -161,7 +170,11 @@ Result FileStage::separate(At staged)
 {
     struct stat info;
     const Result found = linkStatus(staged, &info);
-    return found && info.st_nlink > 1 ? m_copier.replace(staged, staged) : found;
+    if (!found || info.st_nlink == 1)
+        return found;
+    Result separated(ENOMEM);
+    orFailure([&] { return separated = m_copier.replace(staged, staged), true; });
+    return separated;
 }
 
 Removal removeSource(At from, const StagedFile &staged, At to)
@@ -208,6 +221,7 @@ Result moveFile(At from, At to, Existing existing, IfSourceStays ifSourceStays)
     const QByteArray temporary = temporaryName();
     const At place = isReplacing ? At{to.dirfd, temporary.constData()} : to;
     FileStage stage(durability);
+    ReplacedFile replaced(to);
     StagedFile staged;
     if (const Result done = stage.stage(from, own, isRemovable, place, &staged); !done)
         return done;
@@ -215,17 +229,16 @@ Result moveFile(At from, At to, Existing existing, IfSourceStays ifSourceStays)
     if (S_ISLNK(own.st_mode))
         staged.stamps.original = Stamp(own);
 
-    ReplacedFile replaced(to);
     Result result = isReplacing ? replaceDurably(replaced, place, to, durability) : durability.sync(to.dirfd);
     if (!result) {
-        if (!isReplacing || isCertainlyUndone(result))
-            takeBack(place, staged);
+        takeBack(place, staged);
         return result;
     }
     switch (removeSource(from, staged, to)) {
     case Removal::Done:
         break;
     case Removal::Unknown:
+        static_cast<void>(stage.separate(to)); // should both names be there
         result = Result(EIO);
         break;
     case Removal::Refused:

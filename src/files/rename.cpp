@@ -1,5 +1,7 @@
 #include "rename_p.h"
 
+#include "fileid_p.h"
+
 #include <base/descriptor_p.h>
 
 #include <QUuid>
@@ -9,6 +11,7 @@
 #include <cstdio>
 
 #include <fcntl.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace TesCoreFiles {
@@ -20,27 +23,54 @@ Result unlink(At entry, int flags)
     return Result::of(::unlinkat(entry.dirfd, entry.name, flags));
 }
 
-/// For file systems that can neither rename exclusively nor make hard links: an empty entry reserves the
-/// name.
+/// An empty file or folder that reserves a name.
+class Placeholder
+{
+public:
+    Placeholder(At name, bool isFolder) : m_name(name), m_flags(isFolder ? AT_REMOVEDIR : 0)
+    {
+        m_made = isFolder ? Result::of(::mkdirat(name.dirfd, name.name, S_IRWXU)) : makeFile();
+        struct stat info;
+        if (m_made && ::fstatat(name.dirfd, name.name, &info, AT_SYMLINK_NOFOLLOW) == 0)
+            m_id = FileId(info);
+    }
+
+    Result made() const { return m_made; }
+    /// Whether it still has the name, as far as is seen here.
+    bool isInPlace() const
+    {
+        struct stat info;
+        return ::fstatat(m_name.dirfd, m_name.name, &info, AT_SYMLINK_NOFOLLOW) == 0 && FileId(info) == m_id;
+    }
+    Result remove() const { return unlink(m_name, m_flags); }
+
+private:
+    Result makeFile() const
+    {
+        return Descriptor(::openat(m_name.dirfd, m_name.name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600))
+            .result();
+    }
+
+    const At m_name;
+    const int m_flags;
+    Result m_made;
+    FileId m_id;
+};
+
+/// For file systems that can neither rename exclusively nor make hard links.
 Result renameOntoPlaceholder(At from, At to, bool isFolder)
 {
-    if (isFolder) {
-        if (::mkdirat(to.dirfd, to.name, S_IRWXU) != 0)
-            return Result(errno);
-    } else {
-        const Descriptor placeholder(
-            ::openat(to.dirfd, to.name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-        if (!placeholder.isOpen())
-            return placeholder.result();
-    }
-    Result renamed = Result::of(::renameat(from.dirfd, from.name, to.dirfd, to.name));
-    if (renamed || !isCertainlyUndone(renamed))
+    const Placeholder placeholder(to, isFolder);
+    if (!placeholder.made())
+        return placeholder.made();
+    const auto rename = [&] { return Result::of(::renameat(from.dirfd, from.name, to.dirfd, to.name)); };
+    const Result renamed = rename();
+    const bool isUndone = isCertainlyUndone(renamed) || (isLocal(to.dirfd) && placeholder.isInPlace());
+    if (renamed || !isUndone)
         return renamed;
-    const Result freed = unlink(to, isFolder ? AT_REMOVEDIR : 0);
     // Where a rename replaces nothing, it is exclusive by itself.
-    if (freed && renamed.error() == EEXIST)
-        renamed = Result::of(::renameat(from.dirfd, from.name, to.dirfd, to.name));
-    return renamed;
+    const bool isFree = placeholder.remove() && renamed.error() == EEXIST;
+    return isFree ? rename() : renamed;
 }
 
 bool isProtected(At entry)
@@ -98,6 +128,17 @@ bool isUnsupported(Result failure)
 {
     constexpr int reasons[] = {EINVAL, ENOSYS, EOPNOTSUPP, EPERM};
     return std::find(std::begin(reasons), std::end(reasons), failure.error()) != std::end(reasons);
+}
+
+bool isLocal(int dirfd)
+{
+    // linux/magic.h names only some of those that others serve.
+    constexpr unsigned fuse = 0x65735546, nfs = 0x6969, cifs = 0xff534d42, smb2 = 0xfe534d42,
+                       v9fs = 0x01021997, ceph = 0x00c36400, afs = 0x5346414f;
+    constexpr unsigned served[] = {fuse, nfs, cifs, smb2, v9fs, ceph, afs};
+    struct statfs info;
+    return ::fstatfs(dirfd, &info) == 0 &&
+           std::find(std::begin(served), std::end(served), unsigned(info.f_type)) == std::end(served);
 }
 
 bool mayRemoveFrom(int dirfd)

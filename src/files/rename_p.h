@@ -24,6 +24,9 @@ Result exchange(At a, At b);
 /// system may have done what it then reports an error for, and what was done must not be undone by halves.
 bool isCertainlyUndone(Result failure);
 
+/// Whether the file system of an open folder is this machine's own: what is seen of it then is what there is.
+bool isLocal(int dirfd);
+
 /// Whether a failure says that the file system, or a filter of system calls, has no such operation, so that
 /// another way may lead on.
 bool isUnsupported(Result failure);

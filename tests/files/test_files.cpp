@@ -94,6 +94,8 @@ private Q_SLOTS:
         row("a rename replaces a link, not its target", "a b->t t", "rename! a b", true, "b=a t");
         row("a folder replaces a file", "a/ a/x b", "rename! a b", true, "b/ b/x");
         row("a folder named with a slash replaces a file", "a/ a/x b", "rename! ./a/ b", true, "b/ b/x");
+        row("a folder does not replace a file of its own", "a/ a/x", "rename! a a/x", false);
+        row("a folder does not move into itself", "a/", "rename a a/x", false);
         row("a file renamed onto itself survives", "a", "rename! a ./a", false);
         row("a link does not replace its target", "a->b b", "rename! a b", false);
         row("a link does not replace a link on its way", "a->b b->c c", "rename! a b", false);
@@ -131,6 +133,10 @@ private Q_SLOTS:
             "D/ D/f=x D/l/ D/l/x T/ T/x");
         row("move: a linked source goes as a link", "S->T T/ T/x", "move S D", true, "D/ D/x T/ T/x");
         row("move: no source, nothing touched", "D/ D/x", "move S D", false);
+        row("move: a folder on the way that is not there is not made", "S/ S/a", "move S no/../D", true,
+            "D/ D/a");
+        row("copy: a folder on the way that is not there is not made", "S/ S/a", "copy S no/./../x/../D",
+            true, "D/ D/a S/ S/a");
         row("move: onto itself", "S/ S/a", "move S S", false);
         row("move: onto itself by another path", "S/ S/a l->S", "move S l/../S/", false);
         row("move: into itself through a link", "S/ S/b/ l->S/b", "move S l/new", false);
