@@ -231,33 +231,32 @@ TESCORE_EXPORT QStringList fileNames(const QList<QFileInfo> &infos);
 
 /// \}
 /// \name Text
-/// All of these may be called from any thread.
+/// Reentrant; keeps no state, but for the three patterns, which the first call compiles, safe from any
+/// thread.
 /// \{
 
 /// Whether `text` holds both lower-case letters (Unicode category Ll) and other characters: "aB", "a1" and
-/// "two words" do, "ab", "AB" and "A1" do not. Reentrant; keeps no state.
+/// "two words" do, "ab", "AB" and "A1" do not.
 TESCORE_EXPORT bool IsMixedCase(const QString &text);
 
-/// The characters of `text` from `start` up to, not including, `end`. Any two numbers will do:
+/// The characters of `text` from `start` up to, not including, `end`. Both may be any number:
 ///
 ///     1, 3   of abcdef => bc
 ///     4, 10  of abcdef => ef
-///     2, 1   of abcdef => cdef     an end before the start: all that follows
+///     2, 1   of abcdef => cdef     an end before the start counts as the end of the text
 ///     -2, 3  of abcdef => abc
 ///     10, 12 of abcdef => (null)
-///
-/// Reentrant; keeps no state.
 TESCORE_EXPORT QString Substring(int start, int end, const QString &text);
 
 /// `text` with the first occurrence of `before`, case-sensitive, replaced by `after`. An empty `before`
-/// occurs at the start. Without an occurrence `text` is returned as it is. Reentrant; keeps no state.
+/// occurs at the start. Without an occurrence `text` is returned as it is.
 TESCORE_EXPORT QString ReplaceFirst(const QString &before, const QString &after, const QString &text);
 
-/// Removes from `text` every span from an `opening` mark through the next `closing` mark, both
-/// case-sensitive, looking from the start again after each removal: marks that form only when what stood
-/// between their parts is gone count too. A closing mark is looked for from the second character of the
-/// opening mark on. True when something was removed; false, with `text` as it was, otherwise, also when
-/// `text` is null or a mark is empty.
+/// Removes every span from an `opening` mark through the next `closing` mark from `text`, both
+/// case-sensitive. After each removal the search starts again at the beginning of the text, so a mark counts
+/// too when it forms only because what stood between its parts was removed. The search for the closing mark
+/// starts at the second character of the opening mark. True when something was removed. False, with `text` as
+/// it was, when nothing was, when `text` is null, and when a mark is empty.
 ///
 ///     "<", ">"      a<b>c<d>e => ace
 ///     "<", ">"      <<a>b>    => b>
@@ -265,47 +264,45 @@ TESCORE_EXPORT QString ReplaceFirst(const QString &before, const QString &after,
 ///     "<!--", "-->" a<!-->b   => ab    the marks may overlap
 ///     "ab", "x"     aabxbcx   => (empty)
 ///
-/// Takes the time of one search through the text for each mark, however many spans there are. A long
-/// `opening` that repeats itself ("aaaa") is the worst case: at most one such search for each of its
-/// characters.
+/// Takes the time of one search through the text for each of the two marks, however many spans there are. In
+/// the worst case, an `opening` that repeats itself ("aaaa"), it is one search for each of its characters.
 TESCORE_EXPORT bool Remove(QString *text, const QString &opening, const QString &closing);
 
-/// The UTF-8 bytes of `path`, each as "%" and two upper-case hexadecimal digits (RFC 3986, section 2.1) but
-/// for ASCII letters and digits and the characters "-._~/#". Reentrant; keeps no state.
+/// `path` percent-encoded (RFC 3986, section 2.1): ASCII letters, digits and the characters "-._~/#" stay,
+/// every other byte of its UTF-8 form becomes "%" and two upper-case hexadecimal digits.
 TESCORE_EXPORT QString URLEncodePath(const QString &path);
 
-/// `path` with every "%" and two hexadecimal digits replaced by the byte that they name, the bytes read as
-/// UTF-8. What is neither is taken as QUrl::fromPercentEncoding() takes it. Reentrant; keeps no state.
+/// `path` with every "%" and the two hexadecimal digits after it replaced by the byte that they name, and all
+/// bytes read as UTF-8. It is QUrl::fromPercentEncoding(), also for a "%" without two digits after it and for
+/// bytes that are not UTF-8.
 TESCORE_EXPORT QString URLDecodePath(const QString &path);
 
-/// `value` rounded to one decimal, halves away from zero, as QString::number() writes it: the float next to
-/// that decimal. Infinities and NaN are returned as they are. Reentrant; keeps no state.
+/// `value` rounded to one decimal, halves away from zero: the float nearest to what QString::number() writes.
+/// Infinities and NaN come back as they are.
 TESCORE_EXPORT float RoundToOneDecimal(float value);
 
 /// The date in the compiler's form, such as "Nov 5 2013": the English abbreviation of the month in any letter
 /// case, the day with or without a zero in front, and a year of four digits, with one blank between. Any
-/// other text, such as a `__DATE__` that pads its day with a second blank, gives an invalid date. Reentrant;
-/// keeps no state.
+/// other text, such as a `__DATE__` that pads its day with a second blank, gives an invalid date.
 TESCORE_EXPORT QDate convertCompileStringDate(const QString &date);
 
 /// A pattern that finds e-mail addresses whose domain ends in a dot and two to four ASCII letters. The copy
-/// is the caller's own. Builds a cache on first use; safe from any thread.
+/// is the caller's own.
 TESCORE_EXPORT QRegExp emailPattern();
 
 /// A pattern that finds web addresses, from a scheme of three to nine ASCII letters to a host that ends in a
-/// dot and two to four ASCII letters. Builds a cache on first use; safe from any thread.
+/// dot and two to four ASCII letters.
 TESCORE_EXPORT QRegExp webUrlPattern();
 
-/// As webUrlPattern(), for addresses that begin with "www." instead of a scheme. Builds a cache on first use;
-/// safe from any thread.
+/// As webUrlPattern(), for addresses that begin with "www." instead of a scheme.
 TESCORE_EXPORT QRegExp wwwPattern();
 
-/// Whether `text` holds a character outside 7-bit ASCII. Reentrant; keeps no state.
+/// Whether `text` holds a character outside 7-bit ASCII.
 TESCORE_EXPORT bool isUnicode(const QString &text);
 
-/// The value of the environment variable `name`, read up to its first "=", in the locale's encoding; of
-/// several with that name the first in the environment. An empty string for an empty value, a null string for
-/// a variable that is not set. Keeps no state; as with every reader of the environment, no other thread may
+/// The value of the environment variable `name` in the locale's encoding, up to the first "=" in it. When
+/// several entries have that name, the first in the environment counts. An empty string for an empty value, a
+/// null string when the variable is not set. As with every reader of the environment, no other thread may
 /// change it meanwhile.
 TESCORE_EXPORT QString GetEnvironmentVar(const QString &name);
 
@@ -313,21 +310,17 @@ TESCORE_EXPORT QString GetEnvironmentVar(const QString &name);
 /// the same in lower case only the last of the list is kept.
 ///
 ///     b, A, a, C => a, b, C
-///
-/// Reentrant; keeps no state.
 TESCORE_EXPORT QStringList SortCaseInsensitive(const QStringList &list);
 
-/// The character reduced to two characters of ASCII: the base letter and a mark for the accent, or a mnemonic
-/// of a symbol. A 7-bit character gives itself twice; what has no such form gives two zero bytes.
+/// Two ASCII characters for `c`: the base letter and a mark for its accent, or a mnemonic of a symbol. A
+/// 7-bit character gives itself twice. A character without such a form gives two zero bytes.
 ///
 ///     U+00E9 e with acute => e '
 ///     U+00C7 C with cedilla => C ,
 ///     U+00A9 copyright => c o
 ///     A => A A
 ///     U+00A0 no-break space => 0xA0 0xA0     the only result that is not ASCII
-///     U+00FF y with diaeresis => 0 0         as everything beyond
-///
-/// Reentrant; keeps no state.
+///     U+00FF y with diaeresis => 0 0         and so does everything beyond
 TESCORE_EXPORT QPair<char, char> decomposeUnicodeChar(const QChar &c);
 
 /// \}

@@ -14,6 +14,8 @@
 ///
 /// A pair holds the opening mark in `first` and the closing mark in `second`. Many characters open in one
 /// style and close in another: an opening mark is one that opens in at least one style.
+///
+/// Every function is safe from any thread. The first call of those that return tables and sets builds them.
 
 #include <TesCore/TesCoreGlobal.h>
 
@@ -61,7 +63,7 @@ enum SingleQuoteType {
 using HashValue = decltype(::qHash(0));
 
 /// The hash of a style is its number, whatever the seed: Qt's hash tables then visit the styles in ascending
-/// order, the same in every process. Reentrant; keeps no state.
+/// order, the same in every process.
 inline HashValue qHash(DoubleQuoteType type, HashValue = 0) noexcept
 {
     return static_cast<HashValue>(type);
@@ -76,21 +78,19 @@ inline HashValue qHash(SingleQuoteType type, HashValue = 0) noexcept
 /// \name Styles
 /// \{
 
-/// U+0022. Reentrant; keeps no state.
+/// U+0022.
 TESCORE_EXPORT QChar asciiDoubleQuote();
 
-/// U+0027. Reentrant; keeps no state.
+/// U+0027.
 TESCORE_EXPORT QChar asciiSingleQuote();
 
-/// The pairs of all double styles, visited in ascending order. Builds a cache on first use; safe from any
-/// thread.
+/// The pairs of all double styles, visited in ascending order.
 TESCORE_EXPORT const QHash<DoubleQuoteType, QPair<QChar, QChar>> &doubleQuotes();
 
-/// The pairs of all single styles, visited in ascending order. Builds a cache on first use; safe from any
-/// thread.
+/// The pairs of all single styles, visited in ascending order.
 TESCORE_EXPORT const QHash<SingleQuoteType, QPair<QChar, QChar>> &singleQuotes();
 
-/// The double pair of the locale's language; its country does not matter. Reentrant; keeps no state.
+/// The double pair of the locale's language; its country does not matter.
 ///
 ///     German                    => DoubleLowLeft
 ///     French, SwissGerman       => DoubleAngleLeftRight
@@ -98,7 +98,7 @@ TESCORE_EXPORT const QHash<SingleQuoteType, QPair<QChar, QChar>> &singleQuotes()
 ///     any other                 => DoubleLeftRight
 TESCORE_EXPORT QPair<QChar, QChar> doubleQuotes(const QLocale &locale);
 
-/// The single pair of the locale's language; its country does not matter. Reentrant; keeps no state.
+/// The single pair of the locale's language; its country does not matter.
 ///
 ///     German                    => SingleLowLeft
 ///     French, SwissGerman       => SingleAngleLeftRight
@@ -106,7 +106,7 @@ TESCORE_EXPORT QPair<QChar, QChar> doubleQuotes(const QLocale &locale);
 ///     any other                 => SingleLeftRight
 TESCORE_EXPORT QPair<QChar, QChar> singleQuotes(const QLocale &locale);
 
-/// The languages recorded for a style: none, for every style. Reentrant; keeps no state.
+/// The languages recorded for a style: none, for every style.
 TESCORE_EXPORT QList<QLocale::Language> languages(DoubleQuoteType type);
 
 /// The same for the single styles.
@@ -114,33 +114,32 @@ TESCORE_EXPORT QList<QLocale::Language> languages(SingleQuoteType type);
 
 /// \}
 /// \name Marks
-/// The sets are shared copies of what the first call built.
 /// \{
 
-/// The opening marks of all double styles. Builds a cache on first use; safe from any thread.
+/// The opening marks of all double styles.
 TESCORE_EXPORT QSet<QChar> startingDoubleQuotes();
 
-/// The closing marks of all double styles. Builds a cache on first use; safe from any thread.
+/// The closing marks of all double styles.
 TESCORE_EXPORT QSet<QChar> closingDoubleQuotes();
 
-/// All marks of the double styles. Builds a cache on first use; safe from any thread.
+/// All marks of the double styles.
 TESCORE_EXPORT QSet<QChar> doubleQuotesAll();
 
-/// The opening marks of all single styles. Builds a cache on first use; safe from any thread.
+/// The opening marks of all single styles.
 TESCORE_EXPORT QSet<QChar> startingSingleQuotes();
 
-/// The closing marks of all single styles. Builds a cache on first use; safe from any thread.
+/// The closing marks of all single styles.
 TESCORE_EXPORT QSet<QChar> closingSingleQuotes();
 
-/// All marks of the single styles, built afresh. Reentrant; keeps no state.
+/// All marks of the single styles.
 TESCORE_EXPORT QSet<QChar> singleQuotesAll();
 
 /// A regular expression for one double mark: a character class that holds U+0022 and then all of
-/// doubleQuotesAll(), in the order of that set. Builds a cache on first use; safe from any thread.
+/// doubleQuotesAll(), in the order of that set.
 TESCORE_EXPORT QString doubleQuotesSearchPattern();
 
 /// A regular expression for one single mark: a character class that holds U+0027 and then all of
-/// singleQuotesAll(), in the order of that set. Reentrant; keeps no state.
+/// singleQuotesAll(), in the order of that set.
 TESCORE_EXPORT QString singleQuotesSearchPattern();
 
 /// Whether `c` opens in any style, double or single.
@@ -151,8 +150,7 @@ TESCORE_EXPORT bool isCloseQuote(const QChar &c);
 
 /// `text` with both marks of `doubleQuotePair` replaced by U+0022 and both marks of `singleQuotePair` by
 /// U+0027; a mark of both pairs becomes U+0022. `replaced` (may be null) tells whether `text` held any of the
-/// marks, be it the plain one already. Text without marks is returned as it is, without a copy. Reentrant;
-/// keeps no state.
+/// marks, the plain ones included. A text without marks is returned as it is, without a copy.
 TESCORE_EXPORT QString simplifyQuotes(const QString &text, const QPair<QChar, QChar> &singleQuotePair,
                                       const QPair<QChar, QChar> &doubleQuotePair, bool *replaced = nullptr);
 

@@ -8,7 +8,7 @@
 ///
 /// The braceless form has 36 characters, the braced form "{" and "}" around them. Hexadecimal letters are in
 /// lower case unless `upperCase` is set. Each list has the length and order of the list that it is made of.
-/// Everything here is reentrant and keeps no state.
+/// Reentrant; keeps no state.
 
 #include <TesCore/TesCoreGlobal.h>
 
@@ -20,23 +20,28 @@
 
 namespace TUuid {
 
-/// The braceless form of `uuid`. Reentrant; keeps no state.
+/// The braceless form of `uuid`.
 TESCORE_EXPORT QString toStringNoBraces(const QUuid &uuid, bool upperCase = false);
 
-/// The braceless form of `uuid` in 8-bit characters. Reentrant; keeps no state.
+/// The braceless form of `uuid` in 8-bit characters.
 TESCORE_EXPORT QByteArray toByteArrayNoBraces(const QUuid &uuid, bool upperCase = false);
 
-/// The UUIDs in `strings`, each in braced or braceless form. What is no UUID becomes the null UUID.
-/// Reentrant; keeps no state.
+/// The UUIDs in `strings`, each as the constructor of QUuid reads it: an optional "{", then the braceless
+/// form in any letter case; anything may follow. Any other text gives the null UUID.
+///
+///     "{00112233-4455-6677-8899-AABBCCDDEEFF}"      => the UUID
+///     "00112233-4455-6677-8899-aabbccddeeff, old"   => the same one
+///     " 00112233-4455-6677-8899-aabbccddeeff"       => null, as for every other character in front
+///     "00112233445566778899aabbccddeeff"            => null: the hyphens must stand
 TESCORE_EXPORT QList<QUuid> toUuidList(const QList<QString> &strings);
 
-/// The braceless forms of `uuids`. Reentrant; keeps no state.
+/// The braceless forms of `uuids`.
 TESCORE_EXPORT QStringList toStringListNoBraces(const QList<QUuid> &uuids, bool upperCase = false);
 
-/// The same as toStringListNoBraces(). Reentrant; keeps no state.
+/// The same as toStringListNoBraces().
 TESCORE_EXPORT QStringList toStringNoBraces(const QList<QUuid> &uuids, bool upperCase = false);
 
-/// The braced forms of `uuids`. Reentrant; keeps no state.
+/// The braced forms of `uuids`.
 TESCORE_EXPORT QStringList toStringList(const QList<QUuid> &uuids, bool upperCase = false);
 
 } // namespace TUuid

@@ -1,7 +1,7 @@
 #include <TesCore/TESCoreUtil.h>
 
-// Each pattern is given to the constructor, which compiles it: one that is set later would be compiled by the
-// first copy, within the kept object and without a lock.
+// The constructor compiles the pattern that it is given, while other threads wait. A pattern that is set
+// later would be compiled by the first copy, inside the shared object and without a lock.
 
 namespace TESCoreUtil {
 

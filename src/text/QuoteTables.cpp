@@ -16,7 +16,7 @@ Pair pairOf(const QuoteStyle<Type> &style)
     return {QChar(style.opening), QChar(style.closing)};
 }
 
-// The order of iteration needs one bucket for each style; the room for all of them is made at once.
+// The order of iteration needs a bucket for each style, so all of them are reserved at once.
 template <typename Type, size_t Count>
 QHash<Type, Pair> tableOf(const QuoteStyle<Type> (&styles)[Count])
 {

@@ -6,8 +6,7 @@
 
 namespace {
 
-// More decimals than any double has digits, and few enough that Qt can format them: beyond some thousand
-// million it aborts the process.
+// No double has that many digits. Qt aborts the process when it is asked for some thousand million.
 constexpr int mostDecimals = 1000000;
 
 template <typename Number, typename Convert>
@@ -23,7 +22,7 @@ QPair<Number, Number> readPair(const QString &text, bool *ok, Convert convert)
     const bool read = firstRead && secondRead;
     if (ok)
         *ok = read;
-    // A conversion that failed may have left a number behind: "1e400" is an infinity.
+    // A failed conversion may still give a number: "1e400" an infinity.
     return read ? pair : QPair<Number, Number>(0, 0);
 }
 
