@@ -11,13 +11,15 @@
 /// \endcode
 ///
 /// Paths are absolute or relative to the working folder. A path that no entry can have (it holds a NUL
-/// character, or the locale cannot encode it) is treated like that of a missing entry. Where a function takes
-/// `error`, it may be null; the text is written on the failures named and left as it was otherwise. It is the
-/// description that Qt's file classes give (`QIODevice::errorString()`).
+/// character, or the locale cannot encode it) is treated like that of a missing entry. Resources
+/// (":/help.txt") and prefixes of QDir::searchPaths() mean what they mean to QFile and QDir; a resource is
+/// only ever read, and so counts as the source of a copy, but not of a move of a folder. Where a function
+/// takes `error`, it may be null; the text is written on the failures named and left as it was otherwise. It
+/// is the description that Qt's file classes give (`QIODevice::errorString()`).
 ///
 /// The file functions block for as long as the file system does. They keep no state: any thread may call
 /// them, and they do not guard against other processes that change the same files meanwhile, except where
-/// they say so.
+/// they say so. Nothing throws: a function for which the memory does not suffice fails.
 
 #include <TesCore/TesCoreGlobal.h>
 
@@ -86,7 +88,9 @@ TESCORE_EXPORT bool IsWritable(const QString &path, QString *error = nullptr);
 ///     .profile taken                       => /folder/_1.profile
 ///
 /// A free `path` is returned unchanged; any other result is absolute. A link whose target is missing does not
-/// count as taken, nor does a name too long for any file (255 bytes), with which a sequence ends at last.
+/// count as taken, nor does a name too long for any file (255 bytes), with which a sequence ends at last. On
+/// a file system that ignores case a name that differs in case only is taken. Another process may take the
+/// path before it is used: create the file exclusively (QIODevice::NewOnly) where that matters.
 TESCORE_EXPORT QString GetUniqueFileName(const QString &path, QString separator);
 
 /// The same with the separator "_".
@@ -104,31 +108,38 @@ TESCORE_EXPORT QString GetUniqueSequentialFileName(const QString &path);
 /// \{
 
 /// The application's temporary root: the system's temporary folder, "/", the application name. Creates
-/// nothing.
+/// nothing. QDir::tempPath() is empty while TMPDIR names a folder that is missing: the functions below create
+/// nothing then, and their paths begin with "/" and the application name.
 TESCORE_EXPORT QString GetTessarineTempPath();
 
 /// A path below the temporary root where nothing exists, its last part a fresh UUID. With `create` the folder
 /// is made exclusively for this user (mode 0700), missing parents likewise. Nothing is created below a root
-/// that others could tamper with: one that belongs to somebody who is neither this user nor root, or that all
-/// may write to without the sticky bit. A failed creation is not reported; the path is returned all the same.
+/// with which others could tamper: one that belongs to somebody who is neither this user nor root, or to
+/// which others (all, a group, or somebody whom an access control list names) may write without the sticky
+/// bit. A failed creation is not reported; the path is returned all the same. A caller checks that the folder
+/// is there before using it, and does not create it itself: what others made of the root stays unknown.
 TESCORE_EXPORT QString GetNewTempFolderPath(bool create = false);
 
 /// A path below the temporary root where nothing exists: a fresh UUID and `suffix`, which gets a leading "."
 /// when it has none. An empty suffix stays empty. The folder that is to hold the file is created as by
-/// GetNewTempFolderPath(); the file is not.
+/// GetNewTempFolderPath(); the file is not. The path is also returned where the root cannot be trusted:
+/// others could then put a file or a link of their own in its place. A caller whose content others must
+/// neither see nor change takes a folder from GetNewTempFolderPath(), checks that it is there, and creates
+/// the file in it.
 TESCORE_EXPORT QString GetNewTempFilePath(QString suffix = QString());
 
 /// Copies the file `path` to a fresh name in the system's temporary folder: a UUID, ".", the suffix of
 /// `path`. The path of the copy, or a null string when `path` is missing, is not a regular file or could not
-/// be copied. The copy has the permissions of the original.
+/// be copied. The copy has the permissions of the original; that of a resource is read-only.
 TESCORE_EXPORT QString CreateTemporaryCopy(const QString &path);
 
 /// \}
 /// \name Whole files
 /// There is no size limit but that of the result type and the memory; with Qt 5 the type holds files below
 /// 2 GiB, and texts below 2^30 code units. While static objects are destroyed, when Qt's codecs are gone,
-/// UTF-8 stands for every other. Only regular files are read, and only these and character devices
-/// (/dev/null) written; FIFOs, sockets and other devices are refused, so that nothing blocks.
+/// UTF-8 stands for every other. Only regular files are read, and only these and character devices (a
+/// terminal, /dev/null) written; writing waits until a terminal has taken everything. FIFOs, sockets and
+/// other devices are refused, so that opening never blocks.
 /// \{
 
 /// Replaces the content of the file `path` by `text`, encoded by the QTextCodec named `codec` (null, or a

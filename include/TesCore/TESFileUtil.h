@@ -2,7 +2,7 @@
 #define TESCORE_TESFILEUTIL_H
 
 /// \file TESFileUtil.h
-/// Digests and time stamps of files.
+/// Digests and time stamps of files. The functions are reentrant and keep no state.
 ///
 /// \code
 /// const QByteArray digest = TESFileUtil::calcChecksum(path, QCryptographicHash::Md5);
@@ -32,12 +32,13 @@ namespace TESFileUtil {
 ///     a read that fails midway                => a null array
 ///     an `algorithm` that Qt does not know    => a null array
 ///
-/// Links are followed. Reentrant; keeps no state.
+/// Links are followed; resources (":/help.txt") and prefixes of QDir::searchPaths() are read as QFile reads
+/// them. Nothing throws: memory that does not suffice gives a null array, too.
 TESCORE_EXPORT QByteArray calcChecksum(const QString &path,
                                        QCryptographicHash::Algorithm algorithm = QCryptographicHash::Sha1);
 
 /// Sets no time stamps on Linux: changes nothing and returns false, whatever the arguments (which may be null
-/// or name no file). Reentrant; keeps no state.
+/// or name no file).
 TESCORE_EXPORT bool setLastModifiedDateTime(const QString &path, const QDateTime &firstTime,
                                             const QDateTime &secondTime);
 

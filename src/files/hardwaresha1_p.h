@@ -8,8 +8,9 @@
 namespace TesCoreFiles {
 
 /// SHA-1 (RFC 3174) by the processor's own instructions, three to four times as fast as QCryptographicHash:
-/// fast enough to make up for copying a file out of the system's cache. Only x86 processors made since about
-/// 2017 have them.
+/// fast enough to make up for copying a file out of the system's cache. Available on x86 processors made
+/// since about 2017; on all others, arm64 among them, QCryptographicHash hashes as it does for other
+/// algorithms.
 class HardwareSha1
 {
 public:

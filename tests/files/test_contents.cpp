@@ -1,4 +1,5 @@
 #include "support/tree.h"
+#include <base/descriptor_p.h>
 
 #include <TesCore/TESCoreUtil.h>
 #include <TesCore/TESFileUtil.h>
@@ -8,12 +9,21 @@
 #include <QRandomGenerator>
 #include <QTest>
 #include <QTextCodec>
+#include <QThread>
 
 #include <csignal>
+#include <cstdlib>
+#include <limits>
+#include <thread>
 
 #include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+#include <sys/xattr.h>
+#include <termios.h>
 
 using namespace TESCoreUtil;
+using TesCoreBase::Descriptor;
 
 namespace {
 
@@ -54,6 +64,71 @@ QString textFor(QTextCodec *codec, int length, QRandomGenerator &random)
     return text;
 }
 
+/// Lowers a limit of the process for as long as it exists.
+template <int resource>
+class Limit
+{
+public:
+    explicit Limit(qint64 limit)
+    {
+        ::getrlimit(resource, &m_before);
+        rlimit lowered = m_before;
+        lowered.rlim_cur = std::min(m_before.rlim_max, rlim_t(limit));
+        ::setrlimit(resource, &lowered);
+        ::signal(SIGXFSZ, SIG_IGN);
+    }
+    ~Limit() { ::setrlimit(resource, &m_before); }
+
+private:
+    rlimit m_before;
+};
+
+using MemoryLimit = Limit<RLIMIT_AS>;
+using FileSizeLimit = Limit<RLIMIT_FSIZE>;
+
+/// Interrupts this thread's system calls a thousand times each second for as long as it exists.
+class Ticking
+{
+public:
+    Ticking()
+    {
+        struct sigaction action = {};
+        action.sa_handler = [](int) {};
+        ::sigaction(SIGALRM, &action, nullptr);
+        set(1000);
+    }
+    ~Ticking() { set(0); }
+    /// The calling thread is left in peace.
+    static void keepOut()
+    {
+        sigset_t signals;
+        ::sigemptyset(&signals);
+        ::sigaddset(&signals, SIGALRM);
+        ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    }
+
+private:
+    static void set(int microseconds)
+    {
+        const itimerval interval = {{0, microseconds}, {0, microseconds}};
+        ::setitimer(ITIMER_REAL, &interval, nullptr);
+    }
+};
+
+/// The system's temporary folder for as long as it exists.
+class TemporaryFolder
+{
+public:
+    explicit TemporaryFolder(const QString &path) : m_before(qgetenv("TMPDIR"))
+    {
+        qputenv("TMPDIR", QFile::encodeName(path));
+    }
+    ~TemporaryFolder() { m_before.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", m_before); }
+
+private:
+    const QByteArray m_before;
+};
+
 /// The error of all reads, or all writes, of a path, each of which must fail.
 QString errorOf(const QString &path, bool reading)
 {
@@ -90,8 +165,8 @@ private Q_SLOTS:
 
         QVERIFY(!TESFileUtil::setLastModifiedDateTime(file, QDateTime(), QDateTime::currentDateTime()));
 
-        QCOMPARE(::truncate("file", 0) + ::truncate("file", (Q_INT64_C(1) << 31) + 1), 0); // beyond one array
-        QCOMPARE(calcHashSum(file).toHex(), QByteArray("5007e5ebf10d0a9f01aef1c26c066169456d95ea"));
+        QCOMPARE(::truncate("file", 0) + ::truncate("file", (Q_INT64_C(1) << 32) + 1), 0); // beyond 32 bits
+        QCOMPARE(calcHashSum(file).toHex(), QByteArray("e7d747b75f76e0e41e83b75bce4642816136304f"));
     }
 
     void whatCannotBeOpenedIsToldInQtsWords()
@@ -161,12 +236,88 @@ private Q_SLOTS:
         }
         QVERIFY(!ReadBinaryFile(file).isNull() && !ReadUnicodeTextFile(file, &error).isNull());
         QCOMPARE(error, untouched);
-        const QString unsized = QStringLiteral("/proc/self/maps");
-        QVERIFY(ReadBinaryFile(unsized).size() > 5000 && ReadUnicodeTextFile(unsized).size() > 5000);
+    }
+
+    void aFileMayBeLargerThanItsSizeSays()
+    {
+        const QString endless = QStringLiteral("/proc/kallsyms"); // its size is 0
+        QFile opened(endless);
+        QVERIFY(opened.open(QIODevice::ReadOnly));
+        const QByteArray content = opened.readAll();
+        if (content.size() < 200'000)
+            QSKIP("no large file of size 0 here");
+        QVERIFY(ReadBinaryFile(endless) == content);
+        QVERIFY(ReadUnicodeTextFile(endless).toUtf8() == content);
+        for (const auto algorithm : {QCryptographicHash::Md5, QCryptographicHash::Sha1})
+            QCOMPARE(TESFileUtil::calcChecksum(endless, algorithm),
+                     QCryptographicHash::hash(content, algorithm));
+    }
+
+    void aFileBeyondTheResultIsNotTriedAtAll()
+    {
+        // Qt 5 counts bytes in an int, its own header included; the memory for as much is refused.
+        const bool isInt = sizeof(QByteArray().size()) < 8;
+        const qint64 limit = isInt ? std::numeric_limits<int>::max() - 64 : Q_INT64_C(1) << 40;
+        const Tree tree(file);
+        const MemoryLimit memoryLimit(Q_INT64_C(1) << 30);
+        for (const qint64 size : {limit - 1, limit, Q_INT64_C(5) << 30}) {
+            QCOMPARE(::truncate("file", size), 0);
+            QString error;
+            QVERIFY(ReadBinaryFile(file, &error).isNull());
+            QCOMPARE(error, qt_error_string(isInt && size >= limit ? EFBIG : ENOMEM));
+        }
+        // A code unit takes four bytes at most.
+        const qint64 limitOfText = isInt ? limit / 2 : limit;
+        for (const qint64 size : {4 * limitOfText + 3, 4 * limitOfText + 4}) {
+            QCOMPARE(::truncate("file", size), 0);
+            QString error;
+            QVERIFY(ReadUnicodeTextFile(file, &error).isNull());
+            QCOMPARE(error, qt_error_string(isInt && size > 4 * limitOfText + 3 ? EFBIG : ENOMEM));
+        }
+    }
+
+    void aSlowTerminalGetsAllOfIt()
+    {
+        const Descriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+        const char *name = ::ptsname(terminal.get());
+        QVERIFY(::grantpt(terminal.get()) == 0 && ::unlockpt(terminal.get()) == 0 && name != nullptr);
+        const Descriptor other(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
+        termios settings;
+        QCOMPARE(::tcgetattr(other.get(), &settings), 0);
+        ::cfmakeraw(&settings); // bytes come as they were written
+        QCOMPARE(::tcsetattr(other.get(), TCSANOW, &settings), 0);
+
+        QByteArray sent(200'000, Qt::Uninitialized);
+        std::generate(sent.begin(), sent.end(), [i = 0]() mutable { return char('a' + i++ * 7 / 3 % 26); });
+        const QString text = QString::fromLatin1(sent);
+        const QString path = QString::fromLocal8Bit(name);
+        const Ticking ticking; // signals that cut writes short
+        for (const bool isText : {true, false}) {
+            QByteArray got;
+            std::thread reader([&] {
+                Ticking::keepOut();
+                char block[3000];
+                while (got.size() < sent.size()) {
+                    QThread::usleep(200);
+                    got.append(block, int(std::max<ssize_t>(::read(terminal.get(), block, sizeof block), 0)));
+                }
+            });
+            const bool isWritten = isText ? WriteUnicodeTextFile(text, path) : WriteBinaryFile(sent, path);
+            reader.join();
+            QVERIFY(isWritten && got == sent);
+        }
     }
 
     void aShortWriteIsTold()
     {
+        const Tree tree(file);
+        const FileSizeLimit sizeLimit(100'000); // the write that meets it is short, the next one fails
+        QString tooLarge;
+        QVERIFY(WriteBinaryFile(QByteArray(100'000, 'x'), file));
+        QVERIFY(!WriteBinaryFile(QByteArray(100'001, 'x'), file, &tooLarge));
+        QCOMPARE(tooLarge, QStringLiteral("Could not write all data to file"));
+        QCOMPARE(ReadBinaryFile(file), QByteArray(100'000, 'x'));
+
         const QString full = QStringLiteral("/dev/full");
         QString error = untouched;
         QVERIFY(WriteBinaryFile("", full, &error) && WriteUnicodeTextFile(file, full, &error));
@@ -251,6 +402,47 @@ private Q_SLOTS:
         }
         const QString plain = QStringLiteral("a\nb").repeated(3);
         QCOMPARE(ConvertLineEndings(plain).constData(), plain.constData());
+    }
+
+    void aRootThatOthersMayWriteToIsNotUsed_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<bool>("isUsed");
+        for (const int mode : {0700, 0755, 01770, 01777})
+            QTest::addRow("%o", unsigned(mode)) << mode << true;
+        for (const int mode : {0770, 0702, 02775})
+            QTest::addRow("%o", unsigned(mode)) << mode << false;
+        QTest::newRow("an access control list names a writer") << -1 << false;
+    }
+
+    void aRootThatOthersMayWriteToIsNotUsed()
+    {
+        QFETCH(int, mode);
+        const Tree tree(QStringLiteral("root/"));
+        const TemporaryFolder temporary(tree.path());
+        QCoreApplication::setApplicationName(QStringLiteral("root"));
+        QCOMPARE(::chmod("root", mode < 0 ? 0700 : mode_t(mode)), 0);
+        // POSIX 1003.1e as Linux stores it: version 2; the owner rwx, user 1 rwx, the group nothing, the mask
+        // rwx, others nothing.
+        const QByteArray list =
+            QByteArray::fromHex("02000000 01000700ffffffff 0200070001000000 04000000ffffffff "
+                                "10000700ffffffff 20000000ffffffff");
+        if (mode < 0 &&
+            ::setxattr("root", "system.posix_acl_access", list.constData(), std::size_t(list.size()), 0) != 0)
+            QSKIP("no access control lists here");
+        QTEST(QFileInfo::exists(GetNewTempFolderPath(true)), "isUsed");
+        QTEST(QFileInfo::exists(QFileInfo(GetNewTempFilePath(QStringLiteral("a/b"))).path()), "isUsed");
+    }
+
+    void withoutATemporaryFolderNothingIsCreated()
+    {
+        const Tree tree(file);
+        const TemporaryFolder temporary(tree.path() + QStringLiteral("/missing"));
+        QCoreApplication::setApplicationName(QStringLiteral("tescore-test-without-a-folder"));
+        QVERIFY(!QFileInfo::exists(GetNewTempFolderPath(true)));
+        QVERIFY(!QFileInfo::exists(QFileInfo(GetNewTempFilePath()).path()));
+        QVERIFY(CreateTemporaryCopy(file).isNull());
+        QCOMPARE(Tree::describe(), file);
     }
 
     void freeNames_data()

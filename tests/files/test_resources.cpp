@@ -140,7 +140,7 @@ private Q_SLOTS:
         const QString root = QDir(path).absolutePath() + QLatin1Char('/');
         for (const QString &file : files) {
             const QString name = file.mid(root.size());
-            for (int slash = name.indexOf(QLatin1Char('/')); slash >= 0;
+            for (auto slash = name.indexOf(QLatin1Char('/')); slash >= 0;
                  slash = name.indexOf(QLatin1Char('/'), slash + 1))
                 expected.append(name.left(slash + 1));
             expected.append(name + (name == QLatin1String("file") ? QString() : QStringLiteral("=help\r\n")));

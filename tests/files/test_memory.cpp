@@ -1,0 +1,174 @@
+// Runs each file operation again and again, each time with the memory used up one allocation later.
+
+#include "support/tree.h"
+
+#include <TesCore/TESCoreUtil.h>
+#include <TesCore/TESFileUtil.h>
+
+#include <QRegularExpression>
+#include <QTest>
+
+#include <cerrno>
+#include <functional>
+#include <vector>
+
+// What the C library keeps for those who stand before its allocator.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" void *__libc_malloc(std::size_t size);
+extern "C" void *__libc_calloc(std::size_t count, std::size_t size);
+extern "C" void *__libc_realloc(void *memory, std::size_t size);
+extern "C" void *__libc_memalign(std::size_t alignment, std::size_t size);
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+namespace {
+
+constexpr long never = -1;
+thread_local long remaining = never; // so many allocations succeed before all fail
+thread_local bool isUsedUp = false;
+
+bool isRefused()
+{
+    if (remaining == never)
+        return false;
+    if (remaining-- > 0)
+        return false;
+    remaining = 0;
+    isUsedUp = true;
+    errno = ENOMEM;
+    return true;
+}
+
+} // namespace
+
+extern "C" void *malloc(std::size_t size)
+{
+    return isRefused() ? nullptr : __libc_malloc(size);
+}
+
+extern "C" void *calloc(std::size_t count, std::size_t size)
+{
+    return isRefused() ? nullptr : __libc_calloc(count, size);
+}
+
+extern "C" void *realloc(void *memory, std::size_t size)
+{
+    return isRefused() ? nullptr : __libc_realloc(memory, size);
+}
+
+extern "C" void *aligned_alloc(std::size_t alignment, std::size_t size)
+{
+    return isRefused() ? nullptr : __libc_memalign(alignment, size);
+}
+
+using namespace TESCoreUtil;
+
+namespace {
+
+const QString source = QStringLiteral("S");
+const QString target = QStringLiteral("D");
+const QString file = QStringLiteral("S/a");
+const QString taken = QStringLiteral("D/x");
+const QString fresh = QStringLiteral("D/new");
+const QByteArray bytes("a");
+const QString text = QStringLiteral("a");
+
+/// True for the right answer, false for a failure; there is no third.
+template <typename Answer>
+bool answers(const Answer &given, const Answer &right)
+{
+    remaining = never;
+    if (given != right && given != Answer())
+        qFatal("neither right nor a failure");
+    return given == right;
+}
+
+/// The same for a path, which nobody knows beforehand.
+bool answersPath(const QString &given)
+{
+    remaining = never;
+    return !given.isNull();
+}
+
+struct Operation
+{
+    const char *name;
+    std::function<bool()> run;
+};
+
+const std::vector<Operation> &operations()
+{
+    static const std::vector<Operation> all = {
+        {"ReadBinaryFile", [] { return answers(ReadBinaryFile(file), bytes); }},
+        {"ReadUnicodeTextFile",
+         [] { return answers(ReadUnicodeTextFile(file, nullptr, "ISO-8859-15", true), text); }},
+        {"WriteBinaryFile", [] { return WriteBinaryFile(bytes, fresh); }},
+        {"WriteUnicodeTextFile", [] { return WriteUnicodeTextFile(text, fresh, nullptr, "UTF-16"); }},
+        {"ConvertLineEndings",
+         [] { return answers(ConvertLineEndings(QStringLiteral("a\r\n")), QStringLiteral("a\n")); }},
+        {"calcHashSum", [] { return calcHashSum(file).size() == 20; }},
+        {"calcChecksum",
+         [] { return TESFileUtil::calcChecksum(file, QCryptographicHash::Md5).size() == 16; }},
+        {"GetUniqueFileName", [] { return answersPath(GetUniqueFileName(file)); }},
+        {"GetUniqueSequentialFileName", [] { return answersPath(GetUniqueSequentialFileName(file)); }},
+        {"GetNewTempFolderPath", [] { return answersPath(GetNewTempFolderPath(true)); }},
+        {"GetNewTempFilePath", [] { return answersPath(GetNewTempFilePath(text)); }},
+        {"CreateTemporaryCopy", [] { return answersPath(CreateTemporaryCopy(file)); }},
+        {"IsReadable", [] { return IsReadable(file); }},
+        {"IsWritable", [] { return IsWritable(fresh); }},
+        {"RenameFile", [] { return RenameFile(file, taken, true); }},
+        {"MoveFile", [] { return MoveFile(file, fresh); }},
+        {"MoveFile onto a file", [] { return MoveFile(file, taken, true); }},
+        {"MoveDirectoryQuick", [] { return MoveDirectoryQuick(source, target); }},
+        {"MoveDirectory", [] { return MoveDirectory(source, target); }},
+        {"CopyDirectory", [from = QDir(source), to = QDir(target)] { return CopyDirectory(from, to); }},
+        {"CopyFiles", [] { return CopyFiles(source, target), true; }},
+        {"RecursiveGetFiles", [] { return answers(int(RecursiveGetFiles(source).size()), 3); }},
+        {"getFileAndDirCount", [] { return answers(getFileAndDirCount(source), 4); }},
+        {"DeleteFile", [] { return DeleteFile(taken); }},
+        {"DeleteFolderContents", [] { return DeleteFolderContents(target); }},
+        {"DeleteFolderAndFiles", [] { return DeleteFolderAndFiles(target); }},
+    };
+    return all;
+}
+
+} // namespace
+
+class TestMemory : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void nothingIsThrownAndNothingLost_data()
+    {
+        QTest::addColumn<int>("index");
+        for (std::size_t i = 0; i < operations().size(); ++i)
+            QTest::newRow(operations()[i].name) << int(i);
+    }
+
+    void nothingIsThrownAndNothingLost()
+    {
+        QFETCH(int, index);
+        const Operation &operation = operations()[std::size_t(index)];
+        QCoreApplication::setApplicationName(QStringLiteral("test"));
+        isUsedUp = true;
+        long allocations = 0;
+        for (; isUsedUp; ++allocations) {
+            const Tree tree(QStringLiteral("S/ S/a S/b/ S/b/c S/l->a D/ D/x"), QStringLiteral("/dev/shm"));
+            qputenv("TMPDIR", tree.path().toLocal8Bit());
+            const auto open = openDescriptors();
+            isUsedUp = false;
+            remaining = allocations;
+            const bool succeeded = operation.run();
+            remaining = never;
+            QVERIFY(succeeded || isUsedUp);
+            QCOMPARE(openDescriptors(), open);
+            const QString found = Tree::describe() + QLatin1Char(' ');
+            for (const char *kept : {"[/=]a ", "/c "})
+                QVERIFY2(found.contains(QRegularExpression(QLatin1String(kept))), qPrintable(found));
+        }
+        QVERIFY(allocations > 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestMemory)
+#include "test_memory.moc"
