@@ -126,12 +126,10 @@ renew-interface: ## writes the baseline of the binary interface, the list of exp
 	tools/install-packages build abi qt6
 	$(call each_release,tools/renew-interface)
 
-docs: ## the reference pages, in build/docs/html
+docs: ## the reference pages, in build/docs/html, and for Qt Assistant and Qt Creator, build/docs/TesCore.qch
 	tools/install-packages docs
-	rm -rf build/docs
-	mkdir -p build
-	doxygen docs/Doxyfile
-	@echo "build/docs/html/index.html"
+	tools/make-docs
+	@echo "build/docs/html/index.html, build/docs/TesCore.qch"
 
 deb: ## the Debian packages, in build/deb
 	tools/install-packages build qt6 docs deb
