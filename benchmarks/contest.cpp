@@ -106,20 +106,20 @@ double runOnce(const Row &row, const Contest &contest, Contender &contender, Res
 void runInterleaved(const Row &row, Contest &contest)
 {
     Result expected;
+    for (Contender &contender : contest.contenders)
+        runOnce(row, contest, contender, expected);
+    if (row.runs == 1)
+        return;
     benchmark::ClearRegisteredBenchmarks();
     for (Contender &contender : contest.contenders) {
-        const int runs = contender.isPeer || row.runs == 1 ? row.runs : 3;
-        if (runs != 1) {
-            runOnce(row, contest, contender, expected); // caches get warm
-            contender.wall.clear();
-            contender.processor.clear();
-        }
+        contender.wall.clear(); // that run made the caches warm
+        contender.processor.clear();
         auto *const laps = benchmark::RegisterBenchmark(contender.name.c_str(), [&](benchmark::State &state) {
             for (auto _ : state)
                 state.SetIterationTime(runOnce(row, contest, contender, expected));
         });
         laps->Iterations(1)->UseManualTime();
-        if (runs > 0)
+        if (const int runs = contender.isPeer ? row.runs : 3; runs > 0)
             laps->Repetitions(runs);
     }
     Silent reporter;

@@ -32,37 +32,37 @@ class Files
 {
 public:
     Files(const Storage &storage, std::vector<std::string> fileNames, std::size_t bytes)
-        : from(storage.path("from/"))
-        , to(storage.path("to/"))
-        , names(std::move(fileNames))
-        , content(bytes, 'x')
+        : m_from(storage.path("from/"))
+        , m_to(storage.path("to/"))
+        , m_names(std::move(fileNames))
+        , m_content(bytes, 'x')
     {
     }
     ~Files()
     {
-        fs::remove_all(from);
-        fs::remove_all(to);
+        fs::remove_all(m_from);
+        fs::remove_all(m_to);
     }
     Files(const Files &) = delete;
 
     /// All files are in the first folder, and on disk.
     void prepare() const
     {
-        fs::create_directories(from);
-        fs::create_directories(to);
-        for (const std::string &name : names) {
-            if (fs::exists(to + name))
-                fs::rename(to + name, from + name);
-            else if (!fs::exists(from + name))
-                std::ofstream(from + name).write(content.data(), std::streamsize(content.size()));
+        fs::create_directories(m_from);
+        fs::create_directories(m_to);
+        for (const std::string &name : m_names) {
+            if (fs::exists(m_to + name))
+                fs::rename(m_to + name, m_from + name);
+            else if (!fs::exists(m_from + name))
+                std::ofstream(m_from + name).write(m_content.data(), std::streamsize(m_content.size()));
         }
-        output({"sync", "-f", from});
+        output({"sync", "-f", m_from});
     }
 
     void check() const
     {
-        for (const std::string &name : names)
-            if (fs::exists(from + name) || fs::file_size(to + name) != content.size())
+        for (const std::string &name : m_names)
+            if (fs::exists(m_from + name) || fs::file_size(m_to + name) != m_content.size())
                 fail(name + " has not been moved");
     }
 
@@ -70,8 +70,8 @@ public:
     std::function<Result()> each(Move move) const
     {
         return [this, move] {
-            return std::all_of(names.begin(), names.end(), [&](const std::string &name) {
-                return move(QString::fromStdString(from + name), QString::fromStdString(to + name));
+            return std::all_of(m_names.begin(), m_names.end(), [&](const std::string &name) {
+                return move(QString::fromStdString(m_from + name), QString::fromStdString(m_to + name));
             });
         };
     }
@@ -79,16 +79,16 @@ public:
     /// `commands` move the file $n from the folder $0 to the folder $t.
     std::function<Result()> shell(const std::string &commands) const
     {
-        Words words = {"sh", "-c", "t=$1; shift; for n; do " + commands + "; done", from, to};
-        words.insert(words.end(), names.begin(), names.end());
+        Words words = {"sh", "-c", "t=$1; shift; for n; do " + commands + "; done", m_from, m_to};
+        words.insert(words.end(), m_names.begin(), m_names.end());
         return [=] { return output(words).isEmpty(); };
     }
 
 private:
-    const std::string from;
-    const std::string to;
-    const Words names;
-    const std::string content;
+    const std::string m_from;
+    const std::string m_to;
+    const Words m_names;
+    const std::string m_content;
 };
 
 bool qtMove(const QString &source, const QString &destination)
