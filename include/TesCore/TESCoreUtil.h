@@ -43,7 +43,29 @@ namespace TESCoreUtil {
 TESCORE_EXPORT QString CreateUUID();
 
 /// \}
+/// \anchor travels
 /// \name Single files
+///
+/// | Operation | What travels |
+/// |---|---|
+/// | RenameFile(), MoveFile(), MoveDirectoryQuick(), MoveDirectory(), within a file system | the file itself
+/// | | the same to another file system, or where a file cannot have a second name | content, holes,
+/// permissions, times of access and modification, user attributes (`user.*`), access lists; owner and group
+/// where the caller may set them | | the folders of a move, which are made anew | the same | |
+/// CopyDirectory(), CopyFiles(), CreateTemporaryCopy() | content, holes, permissions, and nothing that these
+/// would not grant: where the original has an access list, its group and others get what every entry of the
+/// list has; the folders of a copy less the umask |
+///
+/// What the target cannot hold is no failure. Other names of the same file (hard links), other attributes and
+/// flags do not travel. A folder that is being filled grants its owner everything meanwhile.
+///
+/// **A move waits for the disk.** Its sources go when everything is under its new name and synced (`syncfs`;
+/// on FUSE and network file systems each file and folder by itself). After a power cut a file is under its
+/// old name or its new one, or both: then they may be two names of one file. A process that is killed may
+/// leave the same, and a hidden file `.UUID` beside a destination that it was replacing.
+///
+/// A file that changed while it was moved stays, and so does what was put in its place; changes through a
+/// shared mapping (mmap) cannot be seen.
 /// \{
 
 /// Removes the file `path`. True when nothing is there afterwards, also when nothing was. A link is removed
@@ -52,16 +74,20 @@ TESCORE_EXPORT bool DeleteFile(const QString &path, QString *error = nullptr);
 
 /// Renames the file or folder `source`. An existing `destination` is replaced only with `overwrite`, and
 /// never when it is a folder or a link into nothing. Refused, with nothing changed, when replacing it would
-/// destroy the source: both name the same entry, or `source` is a link that leads to `destination`. Across
-/// file systems a file is copied, made durable (fsync) and only then removed; a folder is refused. A rename
-/// that fails leaves both where they were.
+/// destroy the source (both name the same entry, or `source` is a link that leads to `destination`), when a
+/// folder would move into itself, and when it is known that `source` cannot be removed. Within a file system
+/// this is rename(2), and a file that replaces another is on the disk before it does. Across file systems a
+/// file is moved as by MoveFile(), and a folder is refused. False leaves both where they were. See \ref
+/// travels.
 TESCORE_EXPORT bool RenameFile(const QString &source, const QString &destination, bool overwrite = false);
 
-/// Copies the file `source` to `destination` and removes `source` once the copy is durable (fsync). True when
-/// the copy succeeded, even if `source` could not be removed and now exists twice. An existing file at
-/// `destination` is replaced only with `overwrite`, in one step when the new content is complete, and never
-/// when that would destroy the source (see RenameFile()). Links are followed: the content is copied. Only
-/// regular files are moved.
+/// Gives the regular file `source`, links followed, the name `destination`, and removes `source` once that is
+/// on the disk. Within a file system nothing is copied as long as the file has one name and its file system
+/// has links; otherwise it is. An existing file at `destination` is replaced only with `overwrite`, in one
+/// step, and never when that would destroy the source (see RenameFile()). True when `destination` is
+/// complete, even if `source` could not be removed: then there are two independent files. False leaves both
+/// as they were, unless the file system answered so that it is unknown whether `source` was removed (EIO of a
+/// network): then both stay. See \ref travels.
 TESCORE_EXPORT bool MoveFile(const QString &source, const QString &destination, bool overwrite = false);
 
 /// Whether `path` can be read. A folder is judged by its permissions and never gives an `error`; a file is
@@ -186,29 +212,35 @@ TESCORE_EXPORT QByteArray calcHashSum(const QString &fileName);
 /// moves report false there. A walk that meets more than 100,000 links behind links ends in the same way.
 ///
 /// Moving or copying a folder onto itself or into its own tree is refused before the first change, however
-/// the two paths are written (links, "..", trailing slashes, bind mounts).
+/// the two paths are written (links, "..", trailing slashes, mounts). A folder of unknown content, because it
+/// may not be read, makes copies, moves and deletions false. A link to a device, FIFO or socket is not
+/// copied: it stops CopyDirectory() and MoveDirectory(), and is left out by the others. What travels with a
+/// file, and when a source goes: see \ref travels.
 /// \{
 
 /// Moves the files of `source` by renaming them, merging into `destination`, which is created if missing.
 /// Nothing is overwritten; a folder whose name is taken in `destination` is skipped with all that is in it.
 /// Goes on after a failure; true when every step succeeded. The folders of `source` stay. Across file systems
-/// each file is copied, made durable and then removed. False when either path is empty.
+/// the files of a folder are copied, made durable together and then removed; a copy whose source stays is
+/// taken back. False when either path is empty.
 TESCORE_EXPORT bool MoveDirectoryQuick(const QString &source, const QString &destination);
 
 /// The same as MoveDirectoryCopy().
 TESCORE_EXPORT bool MoveDirectory(const QString &source, const QString &destination);
 
-/// Replaces the visible content of `destination` by a copy of `source`, makes the copy durable (syncfs), and
-/// then deletes from `source` what was copied. True when all of it succeeded. What changed in `source` or
-/// appeared there meanwhile stays, with the result false; so do hidden entries and the folders that hold
-/// them. When the copy fails `source` is whole. False, with nothing changed, when either path is empty, when
-/// `source` is no folder, and when `destination` is a link or a folder that holds `source`.
+/// Replaces the visible content of `destination` by that of `source`. The folders are made anew; each file
+/// gets a second name in `destination`, or a copy where it cannot have one; when everything is on the disk,
+/// the old names go. True when all of it succeeded. What changed in `source` or appeared there meanwhile
+/// stays, with the result false; so do hidden entries and the folders that hold them, and what follows the
+/// first entry that cannot be removed. What is in both places after a failure are two independent files, or
+/// one that is only in `source`. False, with nothing changed, when either path is empty, when `source` is no
+/// folder, and when `destination` is a link or a folder that holds `source`.
 TESCORE_EXPORT bool MoveDirectoryCopy(const QString &source, const QString &destination);
 
 /// Copies the content of `source` into `destination`, which is created if missing. Stops at the first
-/// failure, such as a name that is taken in `destination`, and leaves what was copied. Files get the
-/// permissions of the original, and appear under their names only when complete. A source that is missing or
-/// not a folder counts as empty.
+/// failure, such as a name that is taken in `destination`, and leaves what was copied. Files appear under
+/// their names only when complete. A source that is missing or not a folder counts as empty; so does a path
+/// that no entry can have.
 TESCORE_EXPORT bool CopyDirectory(const QDir &source, const QDir &destination);
 
 /// Copies the content of `source` into `destination`, going on after failures; nothing is overwritten.

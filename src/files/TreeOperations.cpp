@@ -374,7 +374,7 @@ bool CopyDirectory(const QDir &source, const QDir &destination)
         if (isResource(source.path()))
             return !to.isNull() && (isFolder(to) || makeFolders(to, S_IRWXU | S_IRWXG | S_IRWXO)) &&
                    copyResources(source, to, OnFailure::Stop);
-        return !from.isNull() && !to.isNull() && copyDirectory(from, to, source.sorting());
+        return !to.isNull() && copyDirectory(from, to, source.sorting()); // from: null is missing, too
     });
 }
 
