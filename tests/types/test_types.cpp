@@ -43,7 +43,9 @@ private Q_SLOTS:
         QCOMPARE(Pair(toIntPair(text, &intOk)), isInt ? pair : Pair());
         QCOMPARE(toDoublePair(text, &ok), pair);
         QCOMPARE(toPointF(text, &pointOk), QPointF(pair.first, pair.second));
-        QVERIFY(intOk == isInt && ok == (pair != Pair()) && pointOk == ok);
+        QCOMPARE(intOk, isInt);
+        QCOMPARE(ok, pair != Pair());
+        QCOMPARE(pointOk, ok);
         QCOMPARE(toIntPair(text + QChar::Null, nullptr), (QPair<int, int>()));
     }
 
@@ -72,14 +74,39 @@ private Q_SLOTS:
 
     void fuzzyComparison()
     {
-        const float nan = std::nanf("");
-        QVERIFY(tesFuzzyCompare(0.0F, 0.0F) && !tesFuzzyCompare(0.0F, 1e-30F));
-        QVERIFY(tesFuzzyCompare(-1.0F, -1.000001F) && !tesFuzzyCompare(100.0F, 100.01F));
-        QVERIFY(tesFuzzyCompare(0.0, 1e-13) && !tesFuzzyCompare(0.0, 1e-11));
-        QVERIFY(!tesFuzzyCompare(nan, nan) && !tesFuzzyCompare(1.0F, nan) &&
-                !tesFuzzyCompare(1.0, 0.0 + nan));
-        // Arithmetic with more digits than a double has would turn these two round.
-        QVERIFY(tesFuzzyCompare(0.676, 0.67600000000167615) && !tesFuzzyCompare(0.356, 0.3560000000013559));
+        struct Row
+        {
+            double a;
+            double b;
+            bool asFloats;
+            bool asDoubles;
+        };
+        const double inf = HUGE_VAL, nan = std::nan("");
+        const Row rows[] = {
+            {0, 0, true, true},
+            {0, 1e-30, false, true},
+            {0, 1e-13, false, true},
+            {0, 1e-11, false, false},
+            {-1, -1, true, true},
+            {-1, -1.000001, true, false},
+            {1, 1.00002, false, false},
+            {1, -1, false, false},
+            {100, 100.01, false, false},
+            {nan, nan, false, false},
+            {1, nan, false, false},
+            {nan, 1, false, false},
+            {inf, inf, false, false},
+            {inf, -inf, true, true},
+            // Arithmetic with more digits than a double has would turn these two round.
+            {0.676, 0.67600000000167615, true, true},
+            {0.356, 0.3560000000013559, true, false},
+        };
+        for (const Row &row : rows) {
+            const QByteArray values =
+                QByteArray::number(row.a, 'g', 17) + ", " + QByteArray::number(row.b, 'g', 17);
+            QVERIFY2(tesFuzzyCompare(float(row.a), float(row.b)) == row.asFloats, values.constData());
+            QVERIFY2(tesFuzzyCompare(row.a, row.b) == row.asDoubles, values.constData());
+        }
     }
 
     void idsAreWritten()
@@ -152,10 +179,15 @@ private Q_SLOTS:
             QCOMPARE(braced.first(), QLatin1Char('{') + text + QLatin1Char('}'));
             QCOMPARE(TUuid::toUuidList(braced), list);
             QCOMPARE(TUuid::toUuidList({text, QStringLiteral("none")}), list);
+            QCOMPARE(TUuid::toUuidList({QLatin1Char('{') + text, text + QStringLiteral(", old")}),
+                     (QList<QUuid>{list.first(), list.first()}));
+            QCOMPARE(TUuid::toUuidList({QLatin1Char(' ') + text, QString(text).remove(QLatin1Char('-'))}),
+                     (QList<QUuid>{QUuid(), QUuid()}));
         }
         const QString fresh = TESCoreUtil::CreateUUID();
         QCOMPARE(TUuid::toStringNoBraces(QUuid(fresh)), fresh);
-        QVERIFY(QUuid(fresh).version() == QUuid::Random && fresh != TESCoreUtil::CreateUUID());
+        QCOMPARE(QUuid(fresh).version(), QUuid::Random);
+        QVERIFY(fresh != TESCoreUtil::CreateUUID());
     }
 };
 
