@@ -12,14 +12,20 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QLocale>
 #include <QTextStream>
 #include <QThreadPool>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <future>
 #include <iterator>
 #include <limits>
+
+#include <unistd.h>
 
 namespace {
 
@@ -68,6 +74,54 @@ QTextStream &out()
     static QTextStream stream(stdout);
     return stream;
 }
+
+/// How far the work is: one line that a terminal shows while it goes on, and nothing anywhere else.
+class Progress
+{
+public:
+    ~Progress() { clear(); }
+
+    void clear()
+    {
+        if (!m_step.isNull())
+            write(QString());
+        m_step = QString();
+    }
+
+    void show(const QString &step, int done, int all)
+    {
+        // Often enough to look alive; showing it is not to take longer than the work.
+        if (step == m_step && m_sinceShown.elapsed() < 100)
+            return;
+        m_step = step;
+        m_sinceShown.start();
+        write(QStringLiteral("%1: %2 of %3").arg(step).arg(done).arg(all));
+    }
+
+    /// Does a job that fills `folder` with `all` entries, and looks meanwhile how many are there.
+    template <typename Job>
+    bool watch(const QString &step, const QString &folder, int all, Job job)
+    {
+        if (!m_isTerminal)
+            return job();
+        std::future<bool> result = std::async(std::launch::async, job);
+        do
+            show(step, TESCoreUtil::getFileAndDirCount(folder), all);
+        while (result.wait_for(std::chrono::milliseconds(100)) != std::future_status::ready);
+        return result.get();
+    }
+
+private:
+    void write(const QString &line) const
+    {
+        if (m_isTerminal)
+            std::fputs(("\r\033[K" + line.toLocal8Bit()).constData(), stderr);
+    }
+
+    const bool m_isTerminal = ::isatty(STDERR_FILENO) == 1;
+    QString m_step;
+    QElapsedTimer m_sinceShown;
+};
 
 /// Each step returns what went wrong; nothing means that it succeeded.
 using Problem = QString;
@@ -241,10 +295,12 @@ Problem normalise(const QString &path, const Options &options, ExportedFile *fil
                : QStringLiteral("the text could not be written");
 }
 
-Problem normaliseAll(const QString &folder, const Options &options, QVector<ExportedFile> *files)
+Problem normaliseAll(const QString &folder, const Options &options, QVector<ExportedFile> *files,
+                     Progress *progress)
 {
     const QStringList paths = TESCoreUtil::RecursiveGetFiles(folder);
     for (const QString &path : paths) {
+        progress->show(QStringLiteral("Normalising"), int(files->size()), int(paths.size()));
         ExportedFile file;
         file.name = QDir(folder).relativeFilePath(path);
         const Problem problem = normalise(path, options, &file);
@@ -273,7 +329,7 @@ Problem writeManifest(const QString &path, const QVector<ExportedFile> &files)
 }
 
 /// Moves the finished folder to its place. What it replaces goes last, and comes back if the move fails.
-Problem deliver(const QString &folder, const Options &options)
+Problem deliver(const QString &folder, const Options &options, Progress *progress)
 {
     // Once more: somebody may have put something there while the files were made ready.
     const Problem problem = checkDestination(options);
@@ -284,7 +340,9 @@ Problem deliver(const QString &folder, const Options &options)
     const QString former = replaces ? TESCoreUtil::GetUniqueFileName(path) : path;
     if (replaces && !TESCoreUtil::RenameFile(path, former))
         return QStringLiteral("%1 cannot be replaced").arg(path);
-    if (!TESCoreUtil::MoveDirectory(folder, path)) {
+    const int all = TESCoreUtil::getFileAndDirCount(folder);
+    if (!progress->watch(QStringLiteral("Delivering"), path, all,
+                         [&] { return TESCoreUtil::MoveDirectory(folder, path); })) {
         TESCoreUtil::DeleteFolderAndFiles(path);
         if (replaces && !TESCoreUtil::RenameFile(former, path))
             return QStringLiteral("%1 cannot be written; what it held is in %2").arg(path, former);
@@ -328,15 +386,8 @@ Problem pack(const Options &options, const QString &scratch)
 void show(const Options &options, const QVector<ExportedFile> &files)
 {
     int width = 4;
-    int normalised = 0;
-    int straightened = 0;
-    qint64 bytes = 0;
-    for (const ExportedFile &file : files) {
+    for (const ExportedFile &file : files)
         width = qMax(width, int(file.name.size()));
-        normalised += file.normalised ? 1 : 0;
-        straightened += file.straightened ? 1 : 0;
-        bytes += file.size;
-    }
     const auto line = [width](const QString &name, const QString &size, const QString &endings,
                               const QString &digest) {
         out() << name.leftJustified(width) << size.rightJustified(12) << QStringLiteral("  ")
@@ -351,33 +402,54 @@ void show(const Options &options, const QVector<ExportedFile> &files)
              QString::fromLatin1(file.digest));
     if (files.size() > options.rows)
         out() << "... and " << files.size() - qMax(0, options.rows) << " more\n";
-    out() << '\n'
-          << files.size() << " files, " << bytes << " bytes, " << normalised << " normalised, "
-          << straightened << " straightened\n"
-          << "In " << QFileInfo(options.destination).absoluteFilePath() << ", with " << options.manifest
+    out() << "\nIn " << QFileInfo(options.destination).absoluteFilePath() << ", with " << options.manifest
           << '\n';
+}
+
+void showTotal(const QVector<ExportedFile> &files, qint64 milliseconds)
+{
+    int normalised = 0;
+    int straightened = 0;
+    qint64 bytes = 0;
+    for (const ExportedFile &file : files) {
+        normalised += file.normalised ? 1 : 0;
+        straightened += file.straightened ? 1 : 0;
+        bytes += file.size;
+    }
+    out() << files.size() << " files, " << bytes << " bytes, " << normalised << " normalised, "
+          << straightened << " straightened, in " << QString::number(double(milliseconds) / 1000, 'f', 2)
+          << " seconds\n";
 }
 
 Problem run(const Options &options)
 {
+    QElapsedTimer timer;
+    timer.start();
     Problem problem = check(options);
     if (!problem.isNull())
         return problem;
     const TESTempFolder scratch(true, true);
     if (!QFileInfo(scratch.path()).isDir())
         return QStringLiteral("%1 cannot be created").arg(scratch.path());
-    if (!TESCoreUtil::CopyDirectory(QDir(options.source), QDir(scratch.path())))
+    Progress progress;
+    const QDir source(options.source);
+    if (!progress.watch(QStringLiteral("Copying"), scratch.path(),
+                        TESCoreUtil::getFileAndDirCount(options.source),
+                        [&] { return TESCoreUtil::CopyDirectory(source, QDir(scratch.path())); }))
         return QStringLiteral("%1 cannot be copied to %2").arg(options.source, scratch.path());
     QVector<ExportedFile> files;
-    problem = normaliseAll(scratch.path(), options, &files);
+    problem = normaliseAll(scratch.path(), options, &files, &progress);
     if (problem.isNull())
         problem = writeManifest(QDir(scratch.path()).filePath(options.manifest), files);
     if (problem.isNull())
-        problem = deliver(scratch.path(), options);
-    if (problem.isNull())
-        show(options, files);
-    if (problem.isNull() && options.archive)
+        problem = deliver(scratch.path(), options, &progress);
+    progress.clear();
+    if (!problem.isNull())
+        return problem;
+    show(options, files);
+    if (options.archive)
         problem = pack(options, scratch.path());
+    showTotal(files, timer.elapsed());
     return problem;
 }
 
