@@ -32,13 +32,6 @@ bool exists(const QByteArray &path)
     return bool(Path(path).status(&info));
 }
 
-Result access(At entry, int mode)
-{
-    const Result allowed = Result::of(::faccessat(entry.dirfd, entry.name, mode, AT_EACCESS));
-    // Containers that do not know the newer system call refuse it; the older one asks for the real user.
-    return allowed.error() == EPERM ? Result::of(::faccessat(entry.dirfd, entry.name, mode, 0)) : allowed;
-}
-
 /// Whether two paths name one entry. True too when that is unknown.
 bool isSameEntry(const Entry &a, const Entry &b)
 {

@@ -1,6 +1,7 @@
 #include "rename_p.h"
 
 #include "fileid_p.h"
+#include "path_p.h"
 
 #include <base/descriptor_p.h>
 
@@ -143,7 +144,7 @@ bool isLocal(int dirfd)
 
 bool mayRemoveFrom(int dirfd)
 {
-    return ::faccessat(dirfd, ".", W_OK | X_OK, AT_EACCESS) == 0 && !isProtected({dirfd, "."});
+    return access({dirfd, "."}, W_OK | X_OK) && !isProtected({dirfd, "."});
 }
 
 bool mayRemove(At entry, const struct stat &info)

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -31,6 +32,16 @@ bool fails(std::string_view kind, long *size, int unsupported)
     return plan->error != kShort;
 }
 
+/// What some file systems do: they leave it to the caller to look at each entry.
+void forgetTypes(char *entries, long length)
+{
+    for (long at = 0; at < length;) {
+        auto *entry = reinterpret_cast<dirent64 *>(entries + at);
+        entry->d_type = DT_UNKNOWN;
+        at += entry->d_reclen;
+    }
+}
+
 } // namespace
 
 // Functions of this program that stand before those of the C library. All arguments are integers or pointers,
@@ -49,7 +60,10 @@ static_assert(sizeof(long) == 8);
         const long early = ofKind == "close" ? real(a, b, c, d, e, f) : 0;                                   \
         if (fails(ofKind, size, unsupported))                                                                \
             return -1;                                                                                       \
-        return ofKind == "close" || ofKind == "sync" ? early : real(a, b, c, d, e, f);                       \
+        const long result = ofKind == "close" || ofKind == "sync" ? early : real(a, b, c, d, e, f);          \
+        if (ofKind == "list" && (plan->lacking & TypesInListings))                                           \
+            forgetTypes(reinterpret_cast<char *>(b), result);                                                \
+        return result;                                                                                       \
     }
 #define UNLESS(feature, isNeeded, error) (plan->lacking & (feature)) && (isNeeded) ? (error) : 0
 
@@ -63,15 +77,17 @@ INTERPOSE(sendfile64, "copy", &d, UNLESS(KernelCopy, true, EINVAL))
 INTERPOSE(stat64, "stat", nullptr, 0)
 INTERPOSE(fstat64, "stat", nullptr, 0)
 INTERPOSE(fstatat64, "stat", nullptr, 0)
-INTERPOSE(faccessat, "stat", nullptr, 0)
+INTERPOSE(faccessat, "stat", nullptr, UNLESS(NewCalls, d != 0, EPERM))
 INTERPOSE(mkdirat, "mkdir", nullptr, 0)
-INTERPOSE(linkat, "link", nullptr, UNLESS(HardLinks, true, EPERM))
+INTERPOSE(linkat, "link", nullptr,
+          (plan->lacking & HardLinks) ? EPERM : UNLESS(LinksToUnnamed, e != 0, EACCES))
 INTERPOSE(renameat, "rename", nullptr, 0)
-INTERPOSE(renameat2, "rename", nullptr, UNLESS(ExclusiveRename, e != 0, EINVAL))
+INTERPOSE(renameat2, "rename", nullptr,
+          (plan->lacking & NewCalls) ? EPERM : UNLESS(ExclusiveRename, e != 0, EINVAL))
 INTERPOSE(unlinkat, "unlink", nullptr, 0)
 INTERPOSE(ioctl, "reflink", nullptr, 0)
 INTERPOSE(fsync, "sync", nullptr, 0)
-INTERPOSE(syncfs, "sync", nullptr, 0)
+INTERPOSE(syncfs, "sync", nullptr, UNLESS(SyncOfAll, true, ENOSYS))
 INTERPOSE(fchmod, "chmod", nullptr, 0)
 INTERPOSE(ftruncate64, "chmod", nullptr, 0)
 INTERPOSE(lseek64, "seek", nullptr, 0)

@@ -4,8 +4,17 @@
 #include <atomic>
 #include <string_view>
 
-/// What a file system at hand may be unable to do.
-enum Feature { UnnamedFiles = 1, ExclusiveRename = 2, HardLinks = 4, KernelCopy = 8 };
+/// What a file system at hand may be unable to do, or a filter of system calls may refuse.
+enum Feature {
+    UnnamedFiles = 1,
+    ExclusiveRename = 2,
+    HardLinks = 4,
+    KernelCopy = 8,
+    SyncOfAll = 16,
+    NewCalls = 32,
+    LinksToUnnamed = 64,
+    TypesInListings = 128
+};
 
 // Beside the error numbers: a struck call transfers less than it was asked to, or kills the process.
 constexpr int kShort = -1;
