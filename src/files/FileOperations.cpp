@@ -62,11 +62,6 @@ bool wouldDestroy(const QByteArray &source, const Entry &destination, const stru
     return true;
 }
 
-Result unlink(At entry)
-{
-    return Result::of(::unlinkat(entry.dirfd, entry.name, 0));
-}
-
 /// Puts the folder `from` in the place of the file `to`, onto which it cannot be renamed: the two change
 /// places, and then the file goes. Where the file system cannot do that the file goes aside first.
 bool replaceByFolder(const Entry &from, At to)

@@ -83,7 +83,7 @@ QString GetNewTempFolderPath(bool create)
         const Descriptor root = create ? openRoot() : Descriptor();
         const auto make = [&] {
             const QByteArray name = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1).toLatin1();
-            return Result::of(::mkdirat(root.get(), name.constData(), kPrivate));
+            return makeFolder({root.get(), name.constData()}, kPrivate);
         };
         while (root.isOpen() && make().error() == EEXIST)
             path = freshPath(QString());

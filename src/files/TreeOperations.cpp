@@ -24,11 +24,6 @@ bool isFolder(const QByteArray &path)
     return Path(path).status(&info) && S_ISDIR(info.st_mode);
 }
 
-Result unlink(At entry, int flags = 0)
-{
-    return Result::of(::unlinkat(entry.dirfd, entry.name, flags));
-}
-
 /// Deletes an entry; another process that does the same is welcome to be quicker.
 bool remove(At entry, int flags = 0)
 {
@@ -336,7 +331,7 @@ void copyFiles(const QByteArray &from, const QByteArray &to)
                 static_cast<void>(target.make(walk));
                 static_cast<void>(target.enter(walk, Links::Follow));
             } else { // a link to what is neither
-                ::mkdirat(target.dirfd(), walk.name(), S_IRWXU | S_IRWXG | S_IRWXO);
+                static_cast<void>(makeFolder({target.dirfd(), walk.name()}, S_IRWXU | S_IRWXG | S_IRWXO));
             }
         }
     }

@@ -20,7 +20,7 @@ Descriptor openOn(int dirfd)
     const QByteArray name = temporaryName();
     Descriptor file(::openat(dirfd, name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0));
     if (file.isOpen())
-        ::unlinkat(dirfd, name.constData(), 0);
+        static_cast<void>(unlink({dirfd, name.constData()}));
     return file;
 }
 

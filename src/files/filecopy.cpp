@@ -73,9 +73,9 @@ Result FileCopy::replace(At from, At to)
     const At temporary{to.dirfd, name.constData()};
     if (const Result copied = copy(from, temporary, nullptr); !copied)
         return copied;
-    const Result renamed = Result::of(::renameat(to.dirfd, temporary.name, to.dirfd, to.name));
+    const Result renamed = rename(temporary, to);
     if (!renamed)
-        ::unlinkat(to.dirfd, temporary.name, 0);
+        static_cast<void>(unlink(temporary));
     return renamed;
 }
 
@@ -112,7 +112,7 @@ Result FileCopy::copyUnnamed(const Source &source, At to, CopyStamps *stamps)
     // Some file systems write only now.
     const Result closed = copy.close();
     if (!closed)
-        ::unlinkat(to.dirfd, to.name, 0);
+        static_cast<void>(unlink(to));
     return closed;
 }
 
@@ -129,7 +129,7 @@ Result FileCopy::copyUnderTemporaryName(const Source &source, At to, CopyStamps 
     if (result)
         result = renameExclusively(temporary, to);
     if (!result)
-        ::unlinkat(to.dirfd, temporary.name, 0);
+        static_cast<void>(unlink(temporary));
     return result;
 }
 

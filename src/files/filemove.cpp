@@ -9,21 +9,6 @@ namespace TesCoreFiles {
 
 namespace {
 
-Result unlink(At entry)
-{
-    return Result::of(::unlinkat(entry.dirfd, entry.name, 0));
-}
-
-Result rename(At from, At to)
-{
-    return Result::of(::renameat(from.dirfd, from.name, to.dirfd, to.name));
-}
-
-Result link(At from, At to)
-{
-    return Result::of(::linkat(from.dirfd, from.name, to.dirfd, to.name, 0));
-}
-
 /// A file that is about to be replaced, kept aside until it is certain that it may go.
 class ReplacedFile
 {

@@ -64,7 +64,7 @@ Result Journal::removeSources(At source, const FileId &sourceId, At target)
             if (done)
                 done = sources.leave();
             if (done)
-                done = Result::of(::unlinkat(sources.dirfd(), folder.constData(), AT_REMOVEDIR));
+                done = unlink({sources.dirfd(), folder.constData()}, AT_REMOVEDIR);
         } else {
             const Removal removal = removeSource(from, note.staged, to);
             m_removed += removal == Removal::Unknown; // its two names stay
@@ -73,7 +73,7 @@ Result Journal::removeSources(At source, const FileId &sourceId, At target)
         if (!done)
             return done;
     }
-    return Result::of(::unlinkat(source.dirfd, source.name, AT_REMOVEDIR));
+    return unlink(source, AT_REMOVEDIR);
 }
 
 template <typename Action>

@@ -65,23 +65,6 @@ Entry::Entry(const QByteArray &path)
     m_name = path.mid(slash + 1);
 }
 
-Result status(At entry, struct stat *info)
-{
-    return Result::of(::fstatat(entry.dirfd, entry.name, info, 0));
-}
-
-Result linkStatus(At entry, struct stat *info)
-{
-    return Result::of(::fstatat(entry.dirfd, entry.name, info, AT_SYMLINK_NOFOLLOW));
-}
-
-Result access(At entry, int mode)
-{
-    const Result allowed = Result::of(::faccessat(entry.dirfd, entry.name, mode, AT_EACCESS));
-    // Containers that do not know the newer system call refuse it; the older one asks for the real user.
-    return allowed.error() == EPERM ? Result::of(::faccessat(entry.dirfd, entry.name, mode, 0)) : allowed;
-}
-
 bool meansMissing(Result failure)
 {
     const int error = failure.error();

@@ -54,14 +54,6 @@ private:
     QByteArray m_name;
 };
 
-/// What stands under a name, links followed.
-Result status(At entry, struct stat *info);
-/// What stands under a name, a link standing for itself.
-Result linkStatus(At entry, struct stat *info);
-
-/// Whether the process may do what `mode` says (access(2)) with an entry, links followed.
-Result access(At entry, int mode);
-
 /// Whether a failure says that nothing is there, rather than that it is unknown what is.
 bool meansMissing(Result failure);
 

@@ -118,9 +118,8 @@ bool copyResources(const QDir &source, const QByteArray &destination, OnFailure 
         if (!entry.isDir()) {
             done = copyResource(entry.filePath(), to.at());
         } else {
-            done = onFailure == OnFailure::GoOn
-                       ? makeFolders(path, kNewFolder)
-                       : Result::of(::mkdirat(to.at().dirfd, to.at().name, kNewFolder));
+            done = onFailure == OnFailure::GoOn ? makeFolders(path, kNewFolder)
+                                                : makeFolder(to.at(), kNewFolder);
             QDir folder = source;
             if (done && !(folder.cd(entry.fileName()) && copyResources(folder, path, onFailure)))
                 done = Result(ENOENT);

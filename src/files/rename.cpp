@@ -19,20 +19,15 @@ namespace TesCoreFiles {
 
 namespace {
 
-Result unlink(At entry, int flags)
-{
-    return Result::of(::unlinkat(entry.dirfd, entry.name, flags));
-}
-
 /// An empty file or folder that reserves a name.
 class Placeholder
 {
 public:
     Placeholder(At name, bool isFolder) : m_name(name), m_flags(isFolder ? AT_REMOVEDIR : 0)
     {
-        m_made = isFolder ? Result::of(::mkdirat(name.dirfd, name.name, S_IRWXU)) : makeFile();
+        m_made = isFolder ? makeFolder(name, S_IRWXU) : makeFile();
         struct stat info;
-        if (m_made && ::fstatat(name.dirfd, name.name, &info, AT_SYMLINK_NOFOLLOW) == 0)
+        if (m_made && linkStatus(name, &info))
             m_id = FileId(info);
     }
 
@@ -41,7 +36,7 @@ public:
     bool isInPlace() const
     {
         struct stat info;
-        return ::fstatat(m_name.dirfd, m_name.name, &info, AT_SYMLINK_NOFOLLOW) == 0 && FileId(info) == m_id;
+        return linkStatus(m_name, &info) && FileId(info) == m_id;
     }
     Result remove() const { return unlink(m_name, m_flags); }
 
@@ -64,14 +59,13 @@ Result renameOntoPlaceholder(At from, At to, bool isFolder)
     const Placeholder placeholder(to, isFolder);
     if (!placeholder.made())
         return placeholder.made();
-    const auto rename = [&] { return Result::of(::renameat(from.dirfd, from.name, to.dirfd, to.name)); };
-    const Result renamed = rename();
+    const Result renamed = rename(from, to);
     const bool isUndone = isCertainlyUndone(renamed) || (isLocal(to.dirfd) && placeholder.isInPlace());
     if (renamed || !isUndone)
         return renamed;
     // Where a rename replaces nothing, it is exclusive by itself.
     const bool isFree = placeholder.remove() && renamed.error() == EEXIST;
-    return isFree ? rename() : renamed;
+    return isFree ? rename(from, to) : renamed;
 }
 
 bool isProtected(At entry)
@@ -95,13 +89,13 @@ Result renameExclusively(At from, At to)
     if (renamed || !isUnsupported(renamed))
         return renamed;
     struct stat info;
-    const Result found = Result::of(::fstatat(from.dirfd, from.name, &info, AT_SYMLINK_NOFOLLOW));
+    const Result found = linkStatus(from, &info);
     if (!found)
         return found;
     if (S_ISDIR(info.st_mode))
         return renameOntoPlaceholder(from, to, true);
     // A second name for a file is exclusive too.
-    const Result linked = Result::of(::linkat(from.dirfd, from.name, to.dirfd, to.name, 0));
+    const Result linked = link(from, to);
     if (!linked) {
         const bool mayGoOn = isCertainlyUndone(linked) && linked.error() != EEXIST;
         return mayGoOn ? renameOntoPlaceholder(from, to, false) : linked;

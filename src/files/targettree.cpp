@@ -6,12 +6,12 @@ namespace {
 
 constexpr mode_t kAll = S_IRWXU | S_IRWXG | S_IRWXO;
 
-Result makeFolder(At folder, int original)
+Result makeLike(int original, At folder)
 {
     struct stat info;
     if (const Result known = Result::of(::fstat(original, &info)); !known)
         return known;
-    return Result::of(::mkdirat(folder.dirfd, folder.name, permissionsOf(original, info) | S_IRWXU));
+    return makeFolder(folder, permissionsOf(original, info) | S_IRWXU);
 }
 
 } // namespace
@@ -24,7 +24,7 @@ Result makeFolders(const QByteArray &path, mode_t mode)
         if (end < 0)
             end = path.size();
         const Path folder(path.left(end));
-        result = Result::of(::mkdirat(folder.at().dirfd, folder.at().name, mode));
+        result = makeFolder(folder.at(), mode);
         // Whatever the reason (it exists, a read-only file system, no permission), a folder that is there
         // serves.
         struct stat info;
@@ -46,7 +46,7 @@ Result TargetTree::open(const QByteArray &path, int original)
             ++m_newParents;
         if (const Result made = makeFolders(parent, kAll); !made)
             return made;
-        if (const Result made = makeFolder(Path(root).at(), original); !made)
+        if (const Result made = makeLike(original, Path(root).at()); !made)
             return made;
     }
     return m_stack.open(Path(root).at(), Links::Follow);
@@ -58,7 +58,7 @@ Result TargetTree::make(const TreeWalk &walk)
         openFolder(walk.entry(), walk.isLink() ? Links::Follow : Links::NoFollow, Access::List);
     if (!original.isOpen())
         return original.result();
-    const Result made = makeFolder({dirfd(), walk.name()}, original.get());
+    const Result made = makeLike(original.get(), {dirfd(), walk.name()});
     m_isNextNew = bool(made);
     return made;
 }
