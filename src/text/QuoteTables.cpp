@@ -16,12 +16,10 @@ Pair pairOf(const QuoteStyle<Type> &style)
     return {QChar(style.opening), QChar(style.closing)};
 }
 
-// The order of iteration needs a bucket for each style, so all of them are reserved at once.
 template <typename Type, size_t Count>
 QHash<Type, Pair> tableOf(const QuoteStyle<Type> (&styles)[Count])
 {
     QHash<Type, Pair> table;
-    table.reserve(Count);
     for (const auto &style : styles)
         table.insert(style.type, pairOf(style));
     return table;
