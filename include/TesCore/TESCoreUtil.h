@@ -48,13 +48,16 @@ TESCORE_EXPORT QString CreateUUID();
 ///
 /// | Operation | What travels |
 /// |---|---|
-/// | RenameFile(), MoveFile(), MoveDirectoryQuick(), MoveDirectory(), within a file system | the file itself
-/// | | the same to another file system, or where a file cannot have a second name | content, holes,
-/// permissions, times of access and modification, user attributes (`user.*`), access lists; owner and group
-/// where the caller may set them | | the folders of a move, which are made anew | the same | |
-/// CopyDirectory(), CopyFiles(), CreateTemporaryCopy() | content, holes, permissions, and nothing that these
-/// would not grant: where the original has an access list, its group and others get what every entry of the
-/// list has; the folders of a copy less the umask |
+/// | RenameFile(); all moves within a file system | the file itself |
+/// | all moves to another file system, or of a file that can have no second name | everything (1) |
+/// | the folders of a move, which are made anew | everything (1) |
+/// | CopyDirectory(), CopyFiles(), CreateTemporaryCopy() | content, holes, permissions (2) |
+///
+/// (1) Content, holes, permissions, times of access and modification, user attributes (`user.*`), access
+/// lists; owner and group where the caller may set them.
+///
+/// (2) Nothing that these would not grant: where the original has an access list, its group and others get
+/// what every entry of the list has; the folders of a copy less the umask.
 ///
 /// What the target cannot hold is no failure. Other names of the same file (hard links), other attributes and
 /// flags do not travel. A folder that is being filled grants its owner everything meanwhile.
