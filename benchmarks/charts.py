@@ -1,9 +1,11 @@
 #!/usr/bin/python3
-"""Draws ratios.svg and scale.svg from the tables that bench prints, or that docs/performance.md holds.
+"""Draws ratios.svg and scale.svg from the tables that bench prints, or puts these into a page first.
 
-Usage: benchmarks/charts.py MARKDOWN FOLDER
+Usage: benchmarks/charts.py TABLES FOLDER        draws the tables in FOLDER
+       benchmarks/charts.py TABLES FOLDER PAGE   replaces or adds their rows in PAGE, and draws PAGE's tables
 """
 
+import pathlib
 import re
 import sys
 
@@ -18,10 +20,10 @@ matplotlib.rcParams.update({"svg.hashsalt": "bench", "svg.fonttype": "none", "fo
 OURS, MISSED, TARGET, PEER = "#2f6fab", "#c0504d", "#222222", "#999999"
 
 
-def tables(path):
+def tables(lines):
     """Each table as a list of rows; each row maps a heading to the text of its cell."""
     heads = None
-    for line in open(path, encoding="utf-8"):
+    for line in lines:
         if not line.startswith("|"):
             heads = None
             continue
@@ -33,8 +35,36 @@ def tables(path):
             rows.append(dict(zip(heads, cells)))
 
 
+def key(line):
+    """What a line of a table is about: operation and input."""
+    return tuple(line.split("|")[1:3])
+
+
+def merge(new, page):
+    """The page with the new lines in place of those about the same, and what else is new at the end of its table."""
+    fresh, rows = {}, None
+    for line in new:
+        if not line.startswith("|"):
+            rows = None
+        elif rows is None:
+            rows = fresh.setdefault(line, {})  # by the heading of the table
+        else:
+            rows[key(line)] = line
+    merged, rows = [], {}
+    for line in page:
+        if not line.startswith("|"):
+            merged += rows.values()
+            rows = {}
+        elif line in fresh:
+            rows = fresh[line]
+        else:
+            line = rows.pop(key(line), line)
+        merged.append(line)
+    return merged
+
+
 def number(text):
-    return float(re.match(r"[\d.]+", text).group())
+    return float(re.search(r"[\d.]+", text).group())
 
 
 def save(figure, path):
@@ -88,8 +118,12 @@ def draw_scale(rows, path):
     save(figure, path)
 
 
-def main(markdown, folder):
-    for rows in list(tables(markdown)):
+def main(markdown, folder, page=None):
+    lines = pathlib.Path(markdown).read_text().splitlines()
+    if page:
+        lines = merge(lines, pathlib.Path(page).read_text().splitlines())
+        pathlib.Path(page).write_text("\n".join(lines) + "\n")
+    for rows in list(tables(lines)):
         if rows and "Target" in rows[0]:
             draw_ratios(rows, f"{folder}/ratios.svg")
         elif rows and "Growth" in rows[0]:
@@ -97,6 +131,6 @@ def main(markdown, folder):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 3:
+    if len(sys.argv) not in (3, 4):
         sys.exit(__doc__.strip())
-    main(sys.argv[1], sys.argv[2])
+    main(*sys.argv[1:])

@@ -66,7 +66,8 @@ std::string milliseconds(const std::vector<double> &seconds)
 
 std::string checked(double value, double target)
 {
-    return number(value, value < 0.1 ? 3 : 2) + (target > 0 && value > target ? " (missed)" : "");
+    const std::string text = value < 0.001 ? "<0.001" : number(value, value < 0.1 ? 3 : 2);
+    return text + (target > 0 && value > target ? " (missed)" : "");
 }
 
 std::string callsPerFile(const Row &row, const Contest &contest, const Contender &contender)
