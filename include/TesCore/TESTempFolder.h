@@ -24,10 +24,11 @@ public:
     explicit TESTempFolder(bool create = true, bool autoDelete = true);
 
     /// With auto-delete, hands the deletion of the folder to QThreadPool::globalInstance() and returns at
-    /// once. Nothing waits for it: it may run at any later moment, and it does not run when the pool is gone
-    /// already, as for an object that outlives the application (a static one, say). Whether it is done before
-    /// the process ends is for the application to see to (QThreadPool::waitForDone()). Hidden files make the
-    /// folder stay, see TESCoreUtil::DeleteFolderAndFiles().
+    /// once. Nothing waits for it: it may run at any later moment, and the application sees to it that it is
+    /// done before the process ends (QThreadPool::waitForDone()). The folder stays when the pool is gone
+    /// already, as for an object that outlives the application (a static one, say), when the process may
+    /// start no thread (setrlimit(2), RLIMIT_NPROC), and when hidden files are in it, see
+    /// TESCoreUtil::DeleteFolderAndFiles().
     ~TESTempFolder();
 
     /// Whether the destructor deletes the folder.

@@ -2,8 +2,13 @@
 
 #include <TesCore/TESCoreUtil.h>
 
+#include <base/exceptions_p.h>
+
 #include <QCoreApplication>
 #include <QThreadPool>
+
+#include <exception>
+#include <thread>
 
 #include <unistd.h>
 
@@ -17,6 +22,18 @@ bool isPoolGone()
     return QCoreApplication::closingDown() && ::gettid() == ::getpid();
 }
 
+/// Whether a thread can be started now. A pool whose thread cannot be waits for it for ever at the end of the
+/// application (seen in Qt 5.15 and 6.4), and offers no way to ask: so one is started here, and gone again.
+bool canStartThread()
+{
+    try {
+        std::thread([] {}).join();
+        return true;
+    } catch (const std::exception &) {
+        return false;
+    }
+}
+
 } // namespace
 
 TESTempFolder::TESTempFolder(bool create, bool autoDelete)
@@ -28,8 +45,13 @@ TESTempFolder::~TESTempFolder()
 {
     if (!m_autoDelete || isPoolGone())
         return;
-    if (QThreadPool *pool = QThreadPool::globalInstance())
+    QThreadPool *pool = QThreadPool::globalInstance();
+    if (pool == nullptr || (pool->activeThreadCount() < pool->maxThreadCount() && !canStartThread()))
+        return;
+    TesCoreBase::orFailure([&] {
         pool->start([path = m_path] { TESCoreUtil::DeleteFolderAndFiles(path); });
+        return true;
+    });
 }
 
 bool TESTempFolder::isAutoDelete() const

@@ -39,7 +39,7 @@ public:
     QByteArray take();
 
 private:
-    using Size = decltype(QByteArray().size());
+    using Size = QByteArray::size_type;
 
     ssize_t readUpTo(size_t most);
     bool makeRoom(size_t wanted);

@@ -8,6 +8,8 @@
 
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -120,6 +122,31 @@ private Q_SLOTS:
         QCOMPARE(Tree::describe(), QCoreApplication::applicationName() + QLatin1Char('/'));
         QCOMPARE(openDescriptors(), descriptors);
         ::setenv("TMPDIR", "/tmp", 1);
+    }
+
+    void aFolderWithoutAThreadDoesNotHangTheEnd()
+    {
+        const Tree tree(QString(), text("/dev/shm"));
+        QVERIFY(::chmod(".", 0777) == 0);
+        qputenv("TMPDIR", tree.path().toLocal8Bit());
+        const pid_t child = ::fork();
+        if (child == 0) {
+            constexpr uid_t nobodyElse = 47114;
+            const rlimit one{1, 1};
+            if (::getuid() == 0 && ::setresuid(nobodyElse, nobodyElse, nobodyElse) != 0)
+                ::_exit(2);
+            ::setrlimit(RLIMIT_NPROC, &one);
+            bool wasMade = false;
+            {
+                const TESTempFolder folder(true, true);
+                wasMade = QFileInfo::exists(folder.path());
+            }
+            ::_exit(wasMade && QThreadPool::globalInstance()->waitForDone(5000) ? 0 : 1);
+        }
+        int status = -1;
+        QCOMPARE(::waitpid(child, &status, 0), child);
+        ::setenv("TMPDIR", "/tmp", 1);
+        QCOMPARE(status, 0);
     }
 
     /// `make check-faults` asks for many more deletions.

@@ -31,7 +31,11 @@ void behave(const std::string &what, const std::string &value)
         std::signal(SIGTERM, SIG_IGN);
     else if (what == "tellterm")
         std::signal(SIGTERM, [](int) { ::kill(getppid(), SIGUSR1); });
-    else if (what == "sleep")
+    else if (what == "becomeroot") {
+        // From then on the user who started it cannot send it a signal.
+        if (setresuid(0, 0, 0) == 0)
+            std::printf("%d", getpid());
+    } else if (what == "sleep")
         sleep(unsigned(number));
     else if (what == "signal")
         std::raise(number);
