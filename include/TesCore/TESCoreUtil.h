@@ -17,8 +17,8 @@
 /// takes `error`, it may be null; the text is written on the failures named and left as it was otherwise. It
 /// is the description that Qt's file classes give (`QIODevice::errorString()`).
 ///
-/// The file functions block for as long as the file system does. They keep no state: any thread may call
-/// them, and they do not guard against other processes that change the same files meanwhile, except where
+/// Everything here is reentrant and keeps no state. The file functions block for as long as the file system
+/// does, and they do not guard against other processes that change the same files meanwhile, except where
 /// they say so. Nothing throws: a function for which the memory does not suffice fails.
 
 #include <TesCore/TesCoreGlobal.h>
@@ -39,7 +39,7 @@ namespace TESCoreUtil {
 /// \{
 
 /// A new random UUID (RFC 4122, version 4) as 36 characters: lower-case hexadecimal digits, hyphens at
-/// positions 8, 13, 18 and 23, no braces. Reentrant; keeps no state.
+/// positions 8, 13, 18 and 23, no braces.
 TESCORE_EXPORT QString CreateUUID();
 
 /// \}
@@ -196,7 +196,7 @@ TESCORE_EXPORT QByteArray ReadBinaryFile(const QString &path, QString *error = n
 TESCORE_EXPORT bool WriteBinaryFile(const QByteArray &data, const QString &path, QString *error = nullptr);
 
 /// `text` with every "\r\n", and then every "\r" that remains, made "\n". Text without "\r" is returned as it
-/// is, without a copy. Reentrant; keeps no state.
+/// is, without a copy.
 TESCORE_EXPORT QString ConvertLineEndings(const QString &text);
 
 /// The SHA-1 digest (RFC 3174) of the file's content, 20 raw bytes; an empty array when it cannot be opened
@@ -272,7 +272,7 @@ TESCORE_EXPORT QStringList RecursiveGetFiles(const QString &path);
 /// `path` is not a folder.
 TESCORE_EXPORT int getFileAndDirCount(const QString &path);
 
-/// `QFileInfo::fileName()` of each record, in the same order. Reentrant; keeps no state.
+/// `QFileInfo::fileName()` of each record, in the same order.
 TESCORE_EXPORT QStringList fileNames(const QList<QFileInfo> &infos);
 
 /// \}
@@ -304,8 +304,8 @@ TESCORE_EXPORT QString ReplaceFirst(const QString &before, const QString &after,
 /// starts at the second character of the opening mark. True when something was removed. False, with `text` as
 /// it was, when nothing was, when `text` is null, and when a mark is empty.
 ///
-///     "<", ">"      a<b>c<d>e => ace
-///     "<", ">"      <<a>b>    => b>
+///     "<", ">"      1<2>3<4>5 => 135
+///     "<", ">"      <<1>2>    => 2>
 ///     "'", "'"      x'y'z     => xz
 ///     "<!--", "-->" a<!-->b   => ab    the marks may overlap
 ///     "ab", "x"     aabxbcx   => (empty)

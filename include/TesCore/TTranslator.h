@@ -11,7 +11,8 @@
 ///
 /// Catalogues are compiled Qt translation files (.qm), one for each catalogue name and language. A language
 /// code is a language, or a language and a region, in lower case: "fr", "zh_cn". The application object must
-/// exist before any function but those of the last group is called.
+/// exist before any function but those of the last group is called. All functions are reentrant and keep no
+/// state.
 
 #include <TesCore/TesCoreGlobal.h>
 
@@ -66,7 +67,7 @@ TESCORE_EXPORT QString defaultTarget();
 ///     /app              => /translations
 TESCORE_EXPORT QString defaultTranslationPath();
 
-/// The system locale's name, such as "de_DE". Reentrant; keeps no state.
+/// The system locale's name, such as "de_DE".
 TESCORE_EXPORT QString systemGuiLanguageCode();
 
 /// \}
@@ -75,17 +76,16 @@ TESCORE_EXPORT QString systemGuiLanguageCode();
 /// \{
 
 /// The interface languages of Tessarine: display name => language code. The entry "System Language" has a
-/// null string, which as a setting leaves the choice to the system. Reentrant; keeps no state.
+/// null string, which as a setting leaves the choice to the system.
 TESCORE_EXPORT QMap<QString, QString> tessarineGuiLanguages();
 
-/// The interface languages of Plinket, in the same form. Reentrant; keeps no state.
+/// The interface languages of Plinket, in the same form.
 TESCORE_EXPORT QMap<QString, QString> plinketGuiLanguages();
 
-/// Whether Tessarine offers the locale's language, whatever the country, only as a preview. Reentrant; keeps
-/// no state.
+/// Whether Tessarine offers the locale's language, whatever the country, only as a preview.
 TESCORE_EXPORT bool isPreviewLocale(const QLocale &locale);
 
-/// The English names of the locales' languages, in order, joined by ", ". Reentrant; keeps no state.
+/// The English names of the locales' languages, in order, joined by ", ".
 TESCORE_EXPORT QString toString(const QList<QLocale> &locales);
 
 /// \}

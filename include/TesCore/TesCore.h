@@ -13,6 +13,8 @@
 ///
 /// QCoreApplication must exist for isAppTessarine(), isAppPlinket(), supportEmail() and all of `TESCoreApp`.
 /// Without it the argument list counts as empty.
+///
+/// All functions are reentrant and keep no state, except where they say so.
 
 #include <TesCore/TesCoreGlobal.h>
 
@@ -27,7 +29,6 @@ using AssertReporter = void (*)(const char *function, const char *file, int line
 
 /// Reports a failed assertion as one warning through Qt's message handler and returns to its caller:
 /// `ASSERT in function save: "n > 0", file: "document.cpp", line: "42"`.
-/// Reentrant; keeps no state.
 TESCORE_EXPORT void qt_atm_assert_what_impl(const char *function, const char *file, int line,
                                             const char *what);
 
@@ -44,29 +45,26 @@ TESCORE_EXPORT void setCommandLineAssert();
 /// Which application runs, on which platform, for which user. Nothing is kept between calls.
 namespace TesCore {
 
-/// The platform's name, "Linux", translated in the context "QObject". Reentrant; keeps no state.
+/// The platform's name, "Linux", translated in the context "QObject".
 TESCORE_EXPORT QString operatingSystem();
 
 /// The login name of the process's real user, from the user database. A null string when the user has no
-/// entry there, or one with more than 1024 bytes of text. Reentrant; keeps no state.
+/// entry there, or one with more than 1024 bytes of text.
 TESCORE_EXPORT QString systemUsername();
 
-/// The environment variable "USER", decoded as the locale says; empty when it is not set. Reentrant; keeps no
-/// state.
+/// The environment variable "USER", decoded as the locale says; empty when it is not set.
 TESCORE_EXPORT QString systemUsernameEnv();
 
-/// The real user id in lower-case hexadecimal, which stands for the session: 1000 => "3e8". Reentrant; keeps
-/// no state.
+/// The real user id in lower-case hexadecimal, which stands for the session: 1000 => "3e8".
 TESCORE_EXPORT QString processIdToSessionId();
 
-/// Whether QCoreApplication::applicationName() is exactly "Tessarine". Reentrant; keeps no state.
+/// Whether QCoreApplication::applicationName() is exactly "Tessarine".
 TESCORE_EXPORT bool isAppTessarine();
 
-/// Whether QCoreApplication::applicationName() is exactly "Plinket". Reentrant; keeps no state.
+/// Whether QCoreApplication::applicationName() is exactly "Plinket".
 TESCORE_EXPORT bool isAppPlinket();
 
 /// The e-mail address of the running application's support; Tessarine's for an application of another name.
-/// Reentrant; keeps no state.
 TESCORE_EXPORT QString supportEmail();
 
 } // namespace TesCore
@@ -95,25 +93,23 @@ TESCORE_EXPORT bool appArgVerbose();
 ///     --lang=                              => empty, not null
 ///     --lang=a--LANG=b                     => "ab": the option's name is removed wherever it occurs
 ///
-/// A `name` may end with "="; then only the forms with "=" match. Reentrant; keeps no state.
+/// A `name` may end with "="; then only the forms with "=" match.
 TESCORE_EXPORT QString appArgValue(QString name);
 
-/// The same, with `defaultValue` in place of a value that is missing or empty. Reentrant; keeps no state.
+/// The same, with `defaultValue` in place of a value that is missing or empty.
 TESCORE_EXPORT QString appArgValue(QString name, QString defaultValue);
 
 /// The value given to the option `name` as a decimal integer; `defaultValue` when it is missing or no `int`.
 ///
 ///     --n=-3                               => -3
 ///     --n=abc                              => the default
-///
-/// Reentrant; keeps no state.
 TESCORE_EXPORT int appArgInt(QString name, int defaultValue);
 
 /// The SHA-1 digest (RFC 3174) of the program's file, 20 raw bytes, as it was at the first call; empty when
 /// the file could not be read then. Builds a cache on first use; safe from any thread.
 TESCORE_EXPORT QByteArray appHashSum();
 
-/// Whether an argument begins with `prefix`, in either case. Reentrant; keeps no state.
+/// Whether an argument begins with `prefix`, in either case.
 TESCORE_EXPORT bool appArgStartsWith(QString prefix);
 
 /// Whether the option `name` is given: alone, in exactly these letters, or with "=" and a value, in either
@@ -121,8 +117,6 @@ TESCORE_EXPORT bool appArgStartsWith(QString prefix);
 ///
 ///     --foo, name "--Foo"                  => false
 ///     -foo=1, name "--Foo"                 => true
-///
-/// Reentrant; keeps no state.
 TESCORE_EXPORT bool appArgContains(QString name);
 
 } // namespace TESCoreApp
