@@ -71,15 +71,14 @@ Result TargetTree::enter(TreeWalk &walk, Links links)
     const Result entered = walk.enter();
     if (!entered)
         return m_stack.leave() ? entered : Result(ESTALE);
-    m_isNew.push_back(isNew);
+    m_isNew.resize(walk.depth() + 1);
+    m_isNew.back() = isNew;
     return entered;
 }
 
 Result TargetTree::leave(const TreeWalk &walk)
 {
-    const bool isNew = m_isNew.back();
-    m_isNew.pop_back();
-    if (isNew)
+    if (m_isNew[walk.depth() + 1])
         complete(
             openFolder(walk.entry(), walk.isLink() ? Links::Follow : Links::NoFollow, Access::List).get());
     return m_stack.leave();

@@ -45,7 +45,7 @@ private:
     const Carry m_carry;
     const Durability *m_durability = nullptr;
     DirectoryStack m_stack{Access::Fill};
-    std::vector<bool> m_isNew; // of each open level
+    std::vector<bool> m_isNew; // for each depth of the walk
     bool m_isNextNew = false;
     int m_newParents = 0;
     Result m_completed;

@@ -205,13 +205,16 @@ private Q_SLOTS:
         leased = ::open("file", O_RDONLY);
         ::signal(SIGIO, [](int) { ::fcntl(leased, F_SETLEASE, F_UNLCK); });
         const auto lease = [] { return ::fcntl(leased, F_SETLEASE, F_WRLCK) == 0; };
-        QVERIFY(lease() && ReadBinaryFile(file) == "file");
+        QVERIFY(lease());
+        QVERIFY(ReadBinaryFile(file) == "file");
         ::close(leased);
         leased = ::open("file", O_RDONLY);
-        QVERIFY(lease() && WriteBinaryFile("x", file));
+        QVERIFY(lease());
+        QVERIFY(WriteBinaryFile("x", file));
         ::close(leased);
         leased = ::open("file", O_RDONLY);
-        QVERIFY(lease() && MoveFile(file, untouched));
+        QVERIFY(lease());
+        QVERIFY(MoveFile(file, untouched));
         ::close(leased);
         ::signal(SIGIO, SIG_DFL);
     }
@@ -224,7 +227,8 @@ private Q_SLOTS:
         const Tree tree(file);
         QCOMPARE(::truncate("file", Q_INT64_C(1) << 43), 0);
         QString error;
-        QVERIFY(ReadBinaryFile(file, &error).isNull() && ReadUnicodeTextFile(file).isNull());
+        QVERIFY(ReadBinaryFile(file, &error).isNull());
+        QVERIFY(ReadUnicodeTextFile(file).isNull());
         QCOMPARE(error, qt_error_string(sizeof(QByteArray().size()) < 8 ? EFBIG : ENOMEM));
     }
 
@@ -236,7 +240,8 @@ private Q_SLOTS:
             QVERIFY(WriteBinaryFile(QByteArray(size, '\0'), file, &error));
             QCOMPARE(ReadBinaryFile(file, &error), QByteArray(size, '\0'));
         }
-        QVERIFY(!ReadBinaryFile(file).isNull() && !ReadUnicodeTextFile(file, &error).isNull());
+        QVERIFY(!ReadBinaryFile(file).isNull());
+        QVERIFY(!ReadUnicodeTextFile(file, &error).isNull());
         QCOMPARE(error, untouched);
     }
 
@@ -282,7 +287,9 @@ private Q_SLOTS:
     {
         const Descriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
         const char *name = ::ptsname(terminal.get());
-        QVERIFY(::grantpt(terminal.get()) == 0 && ::unlockpt(terminal.get()) == 0 && name != nullptr);
+        QVERIFY(::grantpt(terminal.get()) == 0);
+        QVERIFY(::unlockpt(terminal.get()) == 0);
+        QVERIFY(name != nullptr);
         const Descriptor other(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
         termios settings;
         QCOMPARE(::tcgetattr(other.get(), &settings), 0);
@@ -324,9 +331,11 @@ private Q_SLOTS:
 
         const QString full = QStringLiteral("/dev/full");
         QString error = untouched;
-        QVERIFY(WriteBinaryFile("", full, &error) && WriteUnicodeTextFile(file, full, &error));
+        QVERIFY(WriteBinaryFile("", full, &error));
+        QVERIFY(WriteUnicodeTextFile(file, full, &error));
         QCOMPARE(error, untouched);
-        QVERIFY(!WriteBinaryFile("x", full) && !WriteBinaryFile("x", full, &error));
+        QVERIFY(!WriteBinaryFile("x", full));
+        QVERIFY(!WriteBinaryFile("x", full, &error));
         QCOMPARE(error, QStringLiteral("Could not write all data to file"));
     }
 
@@ -362,7 +371,8 @@ private Q_SLOTS:
         for (const char *codec : {"UTF-8", "UTF-32"}) {
             QVERIFY(WriteUnicodeTextFile(pairs, file, nullptr, codec));
             const QString read = ReadUnicodeTextFile(file, nullptr, codec);
-            QVERIFY(read.size() == pairs.size() && pairs.startsWith(read.chopped(1)));
+            QVERIFY(read.size() == pairs.size());
+            QVERIFY(pairs.startsWith(read.chopped(1)));
         }
     }
 

@@ -202,9 +202,12 @@ private Q_SLOTS:
     void aNameMayReplaceAnotherOfOneFile()
     {
         const Tree tree(QStringLiteral("a l->a c"));
-        QVERIFY(::link("a", "b") == 0 && ::link("c", "d") == 0);
-        QVERIFY(run(QStringLiteral("rename! c d")) && !QFileInfo::exists(QStringLiteral("c")));
-        QVERIFY(!run(QStringLiteral("mv! l a")) && run(QStringLiteral("rename! l b")));
+        QVERIFY(::link("a", "b") == 0);
+        QVERIFY(::link("c", "d") == 0);
+        QVERIFY(run(QStringLiteral("rename! c d")));
+        QVERIFY(!QFileInfo::exists(QStringLiteral("c")));
+        QVERIFY(!run(QStringLiteral("mv! l a")));
+        QVERIFY(run(QStringLiteral("rename! l b")));
         QCOMPARE(Tree::describe(), QStringLiteral("a b->a d=c"));
     }
 
@@ -227,7 +230,9 @@ private Q_SLOTS:
         QFETCH(QString, command);
         const bool result = run(command);
         const QString after = Tree::describe();
-        QVERIFY(::umount("m") == 0 && ::umount("S/t") == 0 && areMounted);
+        QVERIFY(::umount("m") == 0);
+        QVERIFY(::umount("S/t") == 0);
+        QVERIFY(areMounted);
         QVERIFY(!result);
         QCOMPARE(after, before);
     }
@@ -333,8 +338,10 @@ private Q_SLOTS:
 
         // The path of the file at the end is longer than the kernel accepts, and names it all the same.
         const QStringList files = RecursiveGetFiles(QStringLiteral("D"));
-        QVERIFY(files.size() == 2 && files.first().size() > 2 * depth);
-        QVERIFY(IsReadable(files.first()) && !ReadBinaryFile(files.first()).isNull());
+        QVERIFY(files.size() == 2);
+        QVERIFY(files.first().size() > 2 * depth);
+        QVERIFY(IsReadable(files.first()));
+        QVERIFY(!ReadBinaryFile(files.first()).isNull());
         QVERIFY(GetUniqueFileName(files.first()) != files.first());
         QVERIFY(DeleteFile(files.first()));
         QCOMPARE(getFileAndDirCount(QStringLiteral("D")), depth + 2);
@@ -366,8 +373,8 @@ private Q_SLOTS:
             QSKIP("everything is on one device here");
         const QTemporaryDir there(other + QStringLiteral("/tescore-XXXXXX"));
         syncs = 0;
-        QVERIFY(::chmod("a", 0751) == 0 &&
-                RenameFile(QStringLiteral("a"), there.filePath(QStringLiteral("a")), false));
+        QVERIFY(::chmod("a", 0751) == 0);
+        QVERIFY(RenameFile(QStringLiteral("a"), there.filePath(QStringLiteral("a")), false));
         struct stat info;
         QVERIFY(::stat(there.filePath(QStringLiteral("a")).toLocal8Bit().constData(), &info) == 0);
         QCOMPARE(info.st_mode & 07777, 0751U);
@@ -387,11 +394,13 @@ private Q_SLOTS:
         const timespec afterTheYear2038[]{{qint64(1) << 32, 0}, {qint64(1) << 32, 0}};
         QVERIFY(::utimensat(AT_FDCWD, "S/a", afterTheYear2038, 0) == 0);
         std::ofstream("S/b", std::ios::in).seekp(std::streamoff(3) << 30) << "end";
-        QVERIFY(::chmod("S/a", 04751) == 0 && ::umask(077) != 077);
+        QVERIFY(::chmod("S/a", 04751) == 0);
+        QVERIFY(::umask(077) != 077);
         QVERIFY(run(QStringLiteral("copy S D")));
         ::umask(022);
         struct stat a, b;
-        QVERIFY(::stat("D/a", &a) == 0 && ::stat("D/b", &b) == 0);
+        QVERIFY(::stat("D/a", &a) == 0);
+        QVERIFY(::stat("D/b", &b) == 0);
         QCOMPARE(a.st_mode & 07777, 0751U);
         QCOMPARE(qint64(b.st_size), (qint64(3) << 30) + 3);
         QVERIFY(b.st_blocks < 2048);
@@ -402,8 +411,11 @@ private Q_SLOTS:
         const AsOrdinaryUser user;
         const Tree tree(
             QStringLiteral("locked/ locked/a unreadable/ unreadable/a S/ S/n/ S/n/a file none/ W/ W/b"));
-        QVERIFY(::chmod("locked", 0500) == 0 && ::chmod("unreadable", 0300) == 0 &&
-                ::chmod("S/n", 0300) == 0 && ::chmod("file", 0) == 0 && ::chmod("none", 0) == 0);
+        QVERIFY(::chmod("locked", 0500) == 0);
+        QVERIFY(::chmod("unreadable", 0300) == 0);
+        QVERIFY(::chmod("S/n", 0300) == 0);
+        QVERIFY(::chmod("file", 0) == 0);
+        QVERIFY(::chmod("none", 0) == 0);
         const QString before = QStringLiteral("before");
         QString error = before;
         const auto path = [](const char *name) { return QString::fromLatin1(name); };
@@ -413,8 +425,10 @@ private Q_SLOTS:
         QVERIFY(!IsReadable(path("file"), &error));
         QCOMPARE(error, file.errorString());
         error = before;
-        QVERIFY(!IsWritable(path("file"), nullptr) && !IsWritable(path("locked/new"), nullptr));
-        QVERIFY(!IsWritable(path("locked"), &error) && !IsReadable(path("unreadable"), &error));
+        QVERIFY(!IsWritable(path("file"), nullptr));
+        QVERIFY(!IsWritable(path("locked/new"), nullptr));
+        QVERIFY(!IsWritable(path("locked"), &error));
+        QVERIFY(!IsReadable(path("unreadable"), &error));
         QCOMPARE(error, before);
         QVERIFY(!DeleteFile(path("locked/a"), &error));
         QCOMPARE(error, file.errorString());
@@ -427,8 +441,9 @@ private Q_SLOTS:
         QVERIFY(run(path("copyfiles W locked")));
         QVERIFY(run(path("mv locked/a b"))); // though the source could not be removed
         QVERIFY(run(path("delete none")));
-        QVERIFY(::chmod("unreadable", 0700) == 0 && ::chmod("S/n", 0700) == 0 &&
-                ::chmod("locked", 0700) == 0);
+        QVERIFY(::chmod("unreadable", 0700) == 0);
+        QVERIFY(::chmod("S/n", 0700) == 0);
+        QVERIFY(::chmod("locked", 0700) == 0);
         QCOMPARE(Tree::describe("S") + Tree::describe("W"), QStringLiteral("n/ n/ab"));
         QCOMPARE(Tree::describe("unreadable") + Tree::describe("locked"), QStringLiteral("aa"));
     }
@@ -533,7 +548,8 @@ private Q_SLOTS:
         QCoreApplication::setApplicationName(QStringLiteral("Tessarine"));
         const QString root = tree.path() + QStringLiteral("/Tessarine");
         QCOMPARE(GetTessarineTempPath(), root);
-        QVERIFY(!QFileInfo::exists(GetNewTempFolderPath(false)) && !QFileInfo::exists(root));
+        QVERIFY(!QFileInfo::exists(GetNewTempFolderPath(false)));
+        QVERIFY(!QFileInfo::exists(root));
 
         const QString folder = GetNewTempFolderPath(true);
         QCOMPARE(folder.size(), root.size() + 37);
@@ -556,29 +572,37 @@ private Q_SLOTS:
         QCoreApplication::setApplicationName(QStringLiteral("Tessarine"));
         QVERIFY(::geteuid() != 0 || ::chown(root.toLocal8Bit().constData(), 0, -1) == 0);
         // Neither is a trusted link that leads to such a folder.
-        QVERIFY(::rename("Tessarine", "real") == 0 && ::chmod("real", 0777) == 0);
+        QVERIFY(::rename("Tessarine", "real") == 0);
+        QVERIFY(::chmod("real", 0777) == 0);
         QVERIFY(QFile::link(QStringLiteral("real"), QStringLiteral("Tessarine")));
         QVERIFY(!QFileInfo::exists(GetNewTempFolderPath(true)));
-        QVERIFY(::unlink("Tessarine") == 0 && ::chmod("real", 0700) == 0 &&
-                ::rename("real", "Tessarine") == 0);
+        QVERIFY(::unlink("Tessarine") == 0);
+        QVERIFY(::chmod("real", 0700) == 0);
+        QVERIFY(::rename("real", "Tessarine") == 0);
 
         const QString copy = CreateTemporaryCopy(QStringLiteral("a.tar.gz"));
         QCOMPARE(QFileInfo(copy).path(), tree.path());
-        QVERIFY(copy.endsWith(QStringLiteral(".gz")) && QFileInfo(copy).size() == 8);
+        QVERIFY(copy.endsWith(QStringLiteral(".gz")));
+        QVERIFY(QFileInfo(copy).size() == 8);
         QVERIFY(CreateTemporaryCopy(QStringLiteral("b")).endsWith(QLatin1Char('.')));
-        QVERIFY(CreateTemporaryCopy(QStringLiteral("d")).isNull() && CreateTemporaryCopy(QString()).isNull());
+        QVERIFY(CreateTemporaryCopy(QStringLiteral("d")).isNull());
+        QVERIFY(CreateTemporaryCopy(QString()).isNull());
 
         QString kept, deleted;
         {
             TESTempFolder first(true, false), second(true, false), never(false, true);
             kept = first.path();
             deleted = second.path();
-            QVERIFY(kept != deleted && QFileInfo::exists(deleted) && !QFileInfo::exists(never.path()));
+            QVERIFY(kept != deleted);
+            QVERIFY(QFileInfo::exists(deleted));
+            QVERIFY(!QFileInfo::exists(never.path()));
             second.setAutoDelete(true);
-            QVERIFY(second.isAutoDelete() && !first.isAutoDelete());
+            QVERIFY(second.isAutoDelete());
+            QVERIFY(!first.isAutoDelete());
         }
         QThreadPool::globalInstance()->waitForDone();
-        QVERIFY(QFileInfo::exists(kept) && !QFileInfo::exists(deleted));
+        QVERIFY(QFileInfo::exists(kept));
+        QVERIFY(!QFileInfo::exists(deleted));
         qunsetenv("TMPDIR");
     }
 };

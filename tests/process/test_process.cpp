@@ -130,7 +130,8 @@ private Q_SLOTS:
         QTEST(told(result), "expected");
         QCOMPARE(result.exitStatus == QProcess::CrashExit, result.processError == QProcess::Crashed);
         QCOMPARE(result.commandLine, line);
-        QVERIFY(result.stdOut.capacity() < 4096 && result.stdErr.capacity() < 4096);
+        QVERIFY(result.stdOut.capacity() < 4096);
+        QVERIFY(result.stdErr.capacity() < 4096);
     }
 
     void largeOutputsComeWhole()
@@ -166,7 +167,8 @@ private Q_SLOTS:
         QElapsedTimer timer;
         timer.start();
         const Result result = executeProcess(behaving(QTest::currentDataTag()), timeout);
-        QVERIFY(timer.elapsed() >= timeout && timer.elapsed() < timeout + 10000);
+        QVERIFY(timer.elapsed() >= timeout);
+        QVERIFY(timer.elapsed() < timeout + 10000);
         QVERIFY(told(result).startsWith(QLatin1String("0 Timedout ")));
         QCOMPARE(result.exitStatus, QProcess::NormalExit);
         QCOMPARE(waitpid(-1, nullptr, WNOHANG), -1);
@@ -227,7 +229,8 @@ private Q_SLOTS:
         const Result result = executeProcess(behaving("sleeper exit=4"));
         QCOMPARE(result.exitCode, 4);
         // Never 0 or -1, which stand for more than one process.
-        QVERIFY(result.stdOut.toInt() > 0 && ::kill(result.stdOut.toInt(), SIGKILL) == 0);
+        QVERIFY(result.stdOut.toInt() > 0);
+        QVERIFY(::kill(result.stdOut.toInt(), SIGKILL) == 0);
     }
 
     void runsInThreadsShareNothingAndLeaveNothing()
