@@ -452,7 +452,7 @@ private Q_SLOTS:
     {
         const Tree tree(file);
         const TemporaryFolder temporary(tree.path() + QStringLiteral("/missing"));
-        QCoreApplication::setApplicationName(QStringLiteral("tescore-test-without-a-folder"));
+        QCoreApplication::setApplicationName(CreateUUID()); // of a folder in "/" if this fails
         QVERIFY(!QFileInfo::exists(GetNewTempFolderPath(true)));
         QVERIFY(!QFileInfo::exists(QFileInfo(GetNewTempFilePath()).path()));
         QVERIFY(CreateTemporaryCopy(file).isNull());
