@@ -13,7 +13,7 @@ using namespace TesCoreBase;
 
 /// Opens a file, not waiting for what blocks by nature, such as the other end of a FIFO. It waits for those
 /// who hold a lease on a regular file, as file servers do: the kernel makes them give it up in time.
-Descriptor openFile(At file, int flags);
+Descriptor openFile(At entry, int flags);
 
 /// Makes a file in the open folder that has no name, and vanishes by itself unless it is given one; not every
 /// file system can do that.

@@ -108,6 +108,7 @@ QFileInfoList resourcesIn(const QDir &folder)
     return folder.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, QDir::NoSort);
 }
 
+// NOLINTBEGIN(misc-no-recursion): as deep as somebody has written into a list of resources
 bool copyResources(const QDir &source, const QByteArray &destination, OnFailure onFailure)
 {
     const QFileInfoList entries = resourcesIn(source);
@@ -148,5 +149,6 @@ int countResourcesBelow(const QDir &folder)
         count += 1 + (entry.isDir() ? countResourcesBelow(entry.filePath()) : 0);
     return count;
 }
+// NOLINTEND(misc-no-recursion)
 
 } // namespace TesCoreFiles

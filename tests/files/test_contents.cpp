@@ -66,19 +66,19 @@ QString textFor(QTextCodec *codec, int length, QRandomGenerator &random)
 }
 
 /// Lowers a limit of the process for as long as it exists.
-template <int resource>
+template <int Resource>
 class Limit
 {
 public:
     explicit Limit(qint64 limit)
     {
-        ::getrlimit(resource, &m_before);
+        ::getrlimit(Resource, &m_before);
         rlimit lowered = m_before;
         lowered.rlim_cur = std::min(m_before.rlim_max, rlim_t(limit));
-        ::setrlimit(resource, &lowered);
+        ::setrlimit(Resource, &lowered);
         ::signal(SIGXFSZ, SIG_IGN);
     }
-    ~Limit() { ::setrlimit(resource, &m_before); }
+    ~Limit() { ::setrlimit(Resource, &m_before); }
 
 private:
     rlimit m_before;

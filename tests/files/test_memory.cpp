@@ -14,12 +14,12 @@
 #include <vector>
 
 // What the C library keeps for those who stand before its allocator.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 extern "C" void *__libc_malloc(std::size_t size);
 extern "C" void *__libc_calloc(std::size_t count, std::size_t size);
 extern "C" void *__libc_realloc(void *memory, std::size_t size);
 extern "C" void *__libc_memalign(std::size_t alignment, std::size_t size);
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 
 namespace {
 
@@ -41,6 +41,7 @@ bool isRefused()
 
 } // namespace
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the headers use reserved names
 extern "C" void *malloc(std::size_t size)
 {
     return isRefused() ? nullptr : __libc_malloc(size);
@@ -60,6 +61,7 @@ extern "C" void *aligned_alloc(std::size_t alignment, std::size_t size)
 {
     return isRefused() ? nullptr : __libc_memalign(alignment, size);
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 using namespace TESCoreUtil;
 
