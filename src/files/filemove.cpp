@@ -27,8 +27,10 @@ public:
     Result keepAside()
     {
         const Result linked = link(m_file, m_aside);
-        m_way = linked ? Way::SecondName : Way::None;
-        return linked || isCertainlyUndone(linked) ? Result() : linked;
+        // The name is new: a request that was repeated found what the first one had done.
+        const bool isDone = linked || linked.error() == EEXIST;
+        m_way = isDone ? Way::SecondName : Way::None;
+        return isDone || isCertainlyUndone(linked) ? Result() : linked;
     }
 
     /// Puts `other`, which stays valid, in its place: in one step wherever the file system can.
@@ -110,7 +112,9 @@ Result replaceDurably(ReplacedFile &file, At other, At place, const Durability &
     }
     result = file.replaceBy(other);
     if (!result) {
-        if (isCertainlyUndone(result) || (!durability.isPerEntry() && file.isInPlace()))
+        // ENOENT is also what a repeated request comes to whose first was done.
+        const bool isUndone = isCertainlyUndone(result) && result.error() != ENOENT;
+        if (isUndone || (!durability.isPerEntry() && file.isInPlace()))
             file.discard();
         return result;
     }
