@@ -74,9 +74,10 @@ check-sanitizers: ## the tests under ASan, UBSan and TSan (QT=)
 	$(MAKE) test PRESETS="$(call qt_presets,asan ubsan tsan,qt6-asan)"
 
 check-faults: ## fails, and kills at, every system call of the file operations; races; a few minutes
-	tools/install-packages build translations
-	$(call build,release,--target faults test_hostile)
+	tools/install-packages build translations fuse
+	$(call build,release,--target faults test_hostile faultfs test_faultfs)
 	build/release/tests/faults
+	FUSE_IS_NEEDED=1 build/release/tests/test_faultfs
 	DELETIONS=20000 build/release/tests/test_hostile
 
 check-x86: ## the tests as a 32-bit x86 program, in a root made for it in build/x86-root (QT=)
@@ -84,7 +85,7 @@ check-x86: ## the tests as a 32-bit x86 program, in a root made for it in build/
 	tools/in-x86-root make test PRESETS="$(call qt_presets,release,qt6-release)" JOBS=$(JOBS)
 
 test: ## builds and passes the tests of the chosen presets (PRESETS=)
-	tools/install-packages build translations $(if $(filter %clang %san,$(PRESETS)),clang) $(if $(filter qt6%,$(PRESETS)),qt6)
+	tools/install-packages build translations fuse $(if $(filter %clang %san,$(PRESETS)),clang) $(if $(filter qt6%,$(PRESETS)),qt6)
 	set -e; for preset in $(PRESETS); do CMAKE_BUILD_PARALLEL_LEVEL=$(JOBS) cmake --workflow --preset $$preset; done
 
 coverage: ## the lines of src/ that the tests reach, in build/coverage/report; docs/coverage.md tells the others
