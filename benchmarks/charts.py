@@ -51,7 +51,7 @@ def merge(new, page):
         else:
             rows[key(line)] = line
     merged, rows = [], {}
-    for line in page:
+    for line in [*page, ""]:
         if not line.startswith("|"):
             merged += rows.values()
             rows = {}
@@ -60,7 +60,7 @@ def merge(new, page):
         else:
             line = rows.pop(key(line), line)
         merged.append(line)
-    return merged
+    return merged[:-1]
 
 
 def number(text):

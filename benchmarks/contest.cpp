@@ -158,8 +158,9 @@ void Table::add(const Row &row, const std::function<Contest()> &makeContest)
         std::fprintf(stderr, "%s: %s ms, %s ms of processor time\n", contender.name.c_str(),
                      milliseconds(contender.wall).c_str(), milliseconds(contender.processor).c_str());
 
-    const auto isBetter = [](const Contender &a, const Contender &b) {
-        return a.isPeer != b.isPeer ? a.isPeer : median(a.wall) < median(b.wall);
+    const auto time = row.isScale ? &Contender::processor : &Contender::wall;
+    const auto isBetter = [&](const Contender &a, const Contender &b) {
+        return a.isPeer != b.isPeer ? a.isPeer : median(a.*time) < median(b.*time);
     };
     const auto &all = contest.contenders;
     const Contender &ours = all.front();
@@ -201,10 +202,11 @@ std::string Table::scale() const
             continue;
         const auto [first, isFirst] = smallest.try_emplace(each.row.operation, each.processor.ratio());
         const double perFile = 1e6 / each.row.files;
-        lines += lineOf({each.row.operation, each.row.input, rounded(each.processor.ours * perFile),
-                         rounded(each.processor.best * perFile), each.best, number(each.processor.ratio(), 2),
-                         isFirst ? "" : checked(each.processor.ratio() / first->second, each.row.target),
-                         number(each.memory / each.row.files, 0)});
+        lines +=
+            lineOf({each.row.operation, each.row.input, rounded(each.processor.ours * perFile),
+                    rounded(each.processor.best * perFile), each.best, checked(each.processor.ratio(), 0),
+                    isFirst ? "" : checked(each.processor.ratio() / first->second, each.row.target),
+                    number(each.memory / each.row.files, 0)});
     }
     return lines;
 }
@@ -214,7 +216,7 @@ std::string Table::details() const
     std::string lines = headOf({"Operation", "Input", "Peers, ms", "Ratio of processor time",
                                 "System calls per file, ours", "the same, best peer"});
     for (const Measured &each : m_rows)
-        lines += lineOf({each.row.operation, each.row.input, each.peers, number(each.processor.ratio(), 2),
+        lines += lineOf({each.row.operation, each.row.input, each.peers, checked(each.processor.ratio(), 0),
                          each.calls, each.callsOfBest});
     return lines;
 }
