@@ -165,40 +165,41 @@ bool isWritable(const QString &path, QString *error)
     if (isResourceFolder(path))
         return QFileInfo(path).isWritable();
     QByteArray native = diskPath(path);
+    if (native.isNull())
+        return openForWriting(path, O_APPEND, error).isOpen();
+    const Path existing(native);
     struct stat info;
-    if (!native.isNull()) {
-        const Path existing(native);
-        const Result found = existing.status(&info);
-        if (found && S_ISDIR(info.st_mode))
-            return bool(access(existing.at(), W_OK));
-        if (found && !S_ISREG(info.st_mode)) {
-            const Result allowed = access(existing.at(), W_OK);
-            return allowed || failed(allowed, error);
-        }
-        if (!found && found.error() == ELOOP)
-            return failed(found, error);
-        if (!found) {
-            // A link whose target is missing: the file would be created where it leads.
-            for (int i = 0; i < kMaxLinks && Path(native).linkStatus(&info) && S_ISLNK(info.st_mode); ++i)
-                native = linkTarget(native);
-            const Result creatable = canCreate(native);
-            return creatable || failed(creatable, error);
-        }
+    Result result = existing.status(&info);
+    if (result && S_ISDIR(info.st_mode))
+        return bool(access(existing.at(), W_OK));
+    if (result) {
+        result = S_ISREG(info.st_mode) ? openFile(existing.at(), O_WRONLY | O_APPEND).result()
+                                       : access(existing.at(), W_OK);
+    } else if (result.error() != ELOOP) {
+        // A link whose target is missing: the file would be created where it leads.
+        for (int i = 0; i < kMaxLinks && Path(native).linkStatus(&info) && S_ISLNK(info.st_mode); ++i)
+            native = linkTarget(native);
+        result = canCreate(native);
     }
-    return openForWriting(path, O_APPEND, error).isOpen();
+    return result || failed(result, error);
 }
 
 bool isReadable(const QString &path, QString *error)
 {
     if (isResourceFolder(path))
         return QFileInfo(path).isReadable();
-    const Path existing(diskPath(path));
+    const QByteArray native = diskPath(path);
+    if (native.isNull())
+        return openForReading(path, error).isOpen();
+    const Path existing(native);
     struct stat info;
-    if (existing.status(&info) && !S_ISREG(info.st_mode)) {
-        const Result allowed = access(existing.at(), R_OK);
-        return allowed || (!S_ISDIR(info.st_mode) && failed(allowed, error));
-    }
-    return openForReading(path, error).isOpen();
+    Result result = existing.status(&info);
+    if (result && S_ISDIR(info.st_mode))
+        return bool(access(existing.at(), R_OK));
+    if (result)
+        result =
+            S_ISREG(info.st_mode) ? openFile(existing.at(), O_RDONLY).result() : access(existing.at(), R_OK);
+    return result || failed(result, error);
 }
 
 } // namespace
