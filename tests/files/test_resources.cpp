@@ -161,6 +161,13 @@ private Q_SLOTS:
         QCOMPARE(Tree::describe("files"), expected.join(QLatin1Char(' ')));
     }
 
+    void copyDirectoryStopsAtAFolderThatIsThere()
+    {
+        const Tree tree(QStringLiteral("D/ D/B/"));
+        QVERIFY(!CopyDirectory(QDir(QStringLiteral(":/docs")), QDir(QStringLiteral("D"))));
+        QVERIFY(QDir(QStringLiteral("D/B")).isEmpty());
+    }
+
     void copyFilesGoesOnAndMakesItsDestinationWithTheFirstFolder()
     {
         const Tree tree(QStringLiteral("taken/ taken/c.txt taken/B/ taken/B/own"));
