@@ -107,7 +107,7 @@ def draw_scale(rows, path):
         axes.set_xscale("log")
         axes.set_xticks([10_000, 100_000, 1_000_000], ["10,000", "100,000", "1,000,000"])
         axes.minorticks_off()
-        axes.set_ylim(bottom=0)
+        axes.set_ylim(0, 1.08 * axes.get_ylim()[1])
         axes.set_title(operation)
         axes.set_xlabel("files")
         axes.set_ylabel("µs of processor time per file")
