@@ -3,13 +3,13 @@
 #include "openfile_p.h"
 #include "textcodec_p.h"
 #include <base/exceptions_p.h>
+#include <base/limits_p.h>
 #include <base/nativepath_p.h>
 
 #include <QObject>
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -25,14 +25,6 @@ constexpr int smallestBuffer = 4 * 1024;
 
 constexpr QLatin1Char carriageReturn('\r');
 constexpr QLatin1Char lineFeed('\n');
-
-/// The most elements that the type can hold. Qt 5 counts bytes in an int, those of its own header included.
-template <typename Container>
-constexpr qint64 capacityOf()
-{
-    using Size = decltype(Container().size());
-    return (std::numeric_limits<Size>::max() - 64) / qint64(sizeof(*Container().constData()));
-}
 
 /// Asks for large pages where they are not the default: touching 40 MB for the first time in small ones
 /// takes longer than reading and decoding 20 MB of text.
@@ -54,8 +46,8 @@ Result writeAll(const Descriptor &file, const QByteArray &bytes)
 /// Reads the rest of the file, of which `expected` bytes are expected.
 Result readBytes(const Descriptor &file, qint64 expected, QByteArray &bytes)
 {
-    using Size = decltype(bytes.size());
-    constexpr qint64 limit = capacityOf<QByteArray>();
+    using Size = SizeOf<QByteArray>;
+    constexpr qint64 limit = maxSize<QByteArray>();
     if (expected >= limit)
         return Result(EFBIG);
     // One byte more than expected, so that the end shows in the same read.
@@ -86,7 +78,7 @@ Result readText(const Descriptor &file, qint64 expected, QTextCodec *codec, QStr
         text += QString::fromUtf8(bytes);
         return read;
     }
-    constexpr qint64 limit = capacityOf<QString>();
+    constexpr qint64 limit = maxSize<QString>();
     // No codec takes more than four bytes for each code unit.
     if (expected / 4 > limit)
         return Result(EFBIG);
@@ -99,7 +91,7 @@ Result readText(const Descriptor &file, qint64 expected, QTextCodec *codec, QStr
             return read;
         if (text.isEmpty() && got == whole) {
             const qint64 length = std::min(expected, limit - 1);
-            text.reserve(decltype(text.size())(length));
+            text.reserve(SizeOf<QString>(length));
             expectLargeUse(text.data(), length * qint64(sizeof(QChar)));
         }
         const QString more = decoder.decode(block.constData(), int(got));
@@ -152,7 +144,7 @@ Content readFile(const QString &path, QString *error, Read read)
 Result writeText(const Descriptor &file, const QString &text, TextEncoder &encoder)
 {
     for (QStringView rest = text; !rest.isEmpty();) {
-        auto length = std::min<decltype(rest.size())>(rest.size(), blockSize);
+        auto length = std::min<qsizetype>(rest.size(), blockSize);
         if (length < rest.size() && rest[length - 1].isHighSurrogate())
             --length;
         if (const Result written = writeAll(file, encoder.encode(rest.left(length))); !written)
@@ -183,7 +175,7 @@ QString TESCoreUtil::ReadUnicodeTextFile(const QString &path, QString *error, co
         const Result read = readText(file, expected, codecNamed(codec), text);
         if (convertLineEndings && !text.isEmpty()) {
             const QChar *end = normaliseLineEndings(text, text.data());
-            text.resize(decltype(text.size())(end - text.constData()));
+            text.resize(SizeOf<QString>(end - text.constData()));
         }
         text.squeeze();
         return read;
@@ -219,7 +211,7 @@ QString TESCoreUtil::ConvertLineEndings(const QString &text)
         QString result(text.size(), Qt::Uninitialized);
         expectLargeUse(result.data(), result.size() * qint64(sizeof(QChar)));
         const QChar *end = normaliseLineEndings(text, result.data());
-        result.resize(decltype(result.size())(end - result.constData()));
+        result.resize(SizeOf<QString>(end - result.constData()));
         return result;
     });
 }

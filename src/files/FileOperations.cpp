@@ -5,6 +5,7 @@
 #include "overlap_p.h"
 #include "qtpath_p.h"
 #include "rename_p.h"
+#include "resources_p.h"
 
 #include <base/exceptions_p.h>
 #include <base/nativepath_p.h>

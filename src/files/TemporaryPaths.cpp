@@ -3,6 +3,7 @@
 #include "filecopy_p.h"
 #include "path_p.h"
 #include "qtpath_p.h"
+#include "resources_p.h"
 #include "targettree_p.h"
 #include <base/exceptions_p.h>
 #include <base/nativepath_p.h>

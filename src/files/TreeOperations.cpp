@@ -4,6 +4,7 @@
 #include "overlap_p.h"
 #include "qtpath_p.h"
 #include "rename_p.h"
+#include "resources_p.h"
 #include "targettree_p.h"
 
 #include <base/exceptions_p.h>

@@ -2,8 +2,6 @@
 
 #include "killprocesstree_p.h"
 
-#include <base/limits_p.h>
-
 #include <algorithm>
 #include <array>
 #include <csignal>

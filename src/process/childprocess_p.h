@@ -2,6 +2,7 @@
 #define TESCORE_CHILDPROCESS_P_H
 
 #include <base/descriptor_p.h>
+#include <base/limits_p.h>
 
 #include <QByteArray>
 #include <QDeadlineTimer>
@@ -39,7 +40,7 @@ public:
     QByteArray take();
 
 private:
-    using Size = QByteArray::size_type;
+    using Size = TesCoreBase::SizeOf<QByteArray>;
 
     ssize_t readUpTo(size_t most);
     bool makeRoom(size_t wanted);
