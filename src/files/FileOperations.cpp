@@ -10,6 +10,10 @@
 #include <base/exceptions_p.h>
 #include <base/nativepath_p.h>
 
+#include <cstring>
+
+#include <dirent.h>
+
 namespace TESCoreUtil {
 
 using namespace TesCoreFiles;
@@ -112,6 +116,30 @@ bool replaceEntry(const QByteArray &fromPath, const Entry &from, const struct st
                        moveFile(from.at(), to.at(), Existing::Replace, IfSourceStays::Fails));
 }
 
+/// Whether the folder has an entry that is spelled in just this way. True too when that is unknown.
+bool isListed(At entry)
+{
+    const int fd = ::openat(entry.dirfd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR *folder = fd >= 0 ? ::fdopendir(fd) : nullptr;
+    bool isFound = !folder;
+    while (const dirent *other = isFound ? nullptr : ::readdir(folder))
+        isFound = std::strcmp(other->d_name, entry.name) == 0;
+    if (folder)
+        ::closedir(folder);
+    return isFound;
+}
+
+/// Whether `to`, where something exists, is another spelling of `from` on a file system that ignores case.
+/// Their inode numbers do not tell: some such file systems give each spelling its own.
+bool isOtherSpelling(const Entry &from, const Entry &to)
+{
+    struct stat folderOfFrom, folderOfTo;
+    const QString fromName = QString::fromUtf8(from.name()), toName = QString::fromUtf8(to.name());
+    return from.name() != to.name() && fromName.compare(toName, Qt::CaseInsensitive) == 0 &&
+           ::fstat(from.at().dirfd, &folderOfFrom) == 0 && ::fstat(to.at().dirfd, &folderOfTo) == 0 &&
+           FileId(folderOfFrom) == FileId(folderOfTo) && !isListed(to.at());
+}
+
 bool renameFile(const QByteArray &fromPath, const QByteArray &toPath, bool overwrite)
 {
     const Entry from(fromPath), to(toPath);
@@ -119,6 +147,8 @@ bool renameFile(const QByteArray &fromPath, const QByteArray &toPath, bool overw
     if (!from.result() || !to.result() || !exists(fromPath) || !linkStatus(from.at(), &own) ||
         (S_ISDIR(own.st_mode) && leadsInto(toPath, fromPath)))
         return false;
+    if (exists(toPath) && isOtherSpelling(from, to))
+        return bool(rename(from.at(), to.at()));
     if (exists(toPath))
         return overwrite && linkStatus(to.at(), &old) && replaceEntry(fromPath, from, own, to, old);
     const Result renamed = renameExclusively(from.at(), to.at());
