@@ -80,6 +80,11 @@ check-faults: ## fails, and kills at, every system call of the file operations; 
 	FUSE_IS_NEEDED=1 build/release/tests/test_faultfs
 	DELETIONS=20000 build/release/tests/test_hostile
 
+check-filesystems: ## the tests of the files module on ext4, XFS, btrfs, overlayfs, exFAT, NTFS, bindfs and sshfs; as root
+	tools/install-packages build translations filesystems
+	$(call build,release,--target test_filesystem test_files test_moves test_contents test_hostile export)
+	tools/check-filesystems build/release
+
 check-x86: ## the tests as a 32-bit x86 program, in a root made for it in build/x86-root (QT=)
 	tools/install-packages x86
 	tools/in-x86-root make test PRESETS="$(call qt_presets,release,qt6-release)" JOBS=$(JOBS)
