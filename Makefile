@@ -64,7 +64,7 @@ check: ## builds and passes the tests of what is shipped, the release build; min
 ci: check-tests check-sanitizers lint check-abi docs ## what continuous integration runs after check; half an hour (QT=)
 	@echo "make ci: $^ pass. make check-all adds what takes longer."
 
-check-all: ci coverage check-x86 check-deb check-faults fuzz bench ## ci, and what takes longer
+check-all: ci coverage check-x86 check-deb check-faults check-power fuzz bench ## ci, and what takes longer
 
 # Debug and release, GCC and Clang, Qt 5 and Qt 6; Clang's debug builds are the sanitizers'.
 check-tests: ## the tests in debug and release builds (QT=)
@@ -84,6 +84,11 @@ check-filesystems: ## the tests of the files module on ext4, XFS, btrfs, overlay
 	tools/install-packages build translations filesystems
 	$(call build,release,--target test_filesystem test_files test_moves test_contents test_hostile export)
 	tools/check-filesystems build/release
+
+check-power: ## cuts the power at each call of each moving operation on ten file systems; ten minutes
+	tools/install-packages build power
+	$(call build,release,--target power)
+	tools/check-power build/release/tests/power $(JOBS)
 
 check-x86: ## the tests as a 32-bit x86 program, in a root made for it in build/x86-root (QT=)
 	tools/install-packages x86

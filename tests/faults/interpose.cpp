@@ -42,18 +42,44 @@ void forgetTypes(char *entries, long length)
     }
 }
 
+/// Whether a call with these first and third arguments may change something on the disk.
+bool isChange(std::string_view kind, long first, long third)
+{
+    constexpr std::string_view questions[] = {"read", "list", "stat", "seek", "readlink"};
+    if (kind == "open")
+        return (third & O_CREAT) || (third & O_TMPFILE) == O_TMPFILE;
+    if (kind == "close")
+        return (::fcntl(int(first), F_GETFL) & O_ACCMODE) != O_RDONLY;
+    return std::find(std::begin(questions), std::end(questions), kind) == std::end(questions);
+}
+
+/// Makes a call, of which plan->atCall hears. Nothing is really synced where the plan lacks it.
+template <typename Real>
+long heard(std::string_view kind, const Real &real)
+{
+    plan->atCall(kind, "before");
+    const bool isLeftOut = kind == "sync" && (plan->lacking & Syncs);
+    const long result = isLeftOut ? 0 : real();
+    const int error = errno;
+    plan->atCall(kind, "after");
+    errno = error;
+    return result;
+}
+
 } // namespace
 
 // Functions of this program that stand before those of the C library. All arguments are integers or pointers,
 // which travel in the same registers whatever they are. Only close() is made before it fails: it always
-// releases its descriptor. Nothing is really synced: no power is cut here, and it would take most of the
-// time.
+// releases its descriptor. Nothing is really synced while calls fail: no power is cut then, and it would take
+// most of the time.
 static_assert(sizeof(long) == 8);
 #define INTERPOSE(name, kind, size, unsupported)                                                             \
     extern "C" long interposed_##name(long, long, long, long, long, long) __asm__(#name);                    \
     long interposed_##name(long a, long b, long c, long d, long e, long f)                                   \
     {                                                                                                        \
         static const auto real = reinterpret_cast<decltype(&interposed_##name)>(::dlsym(RTLD_NEXT, #name));  \
+        if (plan && plan->atCall && isChange(kind, a, c))                                                    \
+            return heard(kind, [=] { return real(a, b, c, d, e, f); });                                      \
         if (!plan || !plan->isArmed)                                                                         \
             return real(a, b, c, d, e, f);                                                                   \
         constexpr std::string_view ofKind = kind;                                                            \
@@ -90,6 +116,9 @@ INTERPOSE(fsync, "sync", nullptr, 0)
 INTERPOSE(syncfs, "sync", nullptr, UNLESS(SyncOfAll, true, ENOSYS))
 INTERPOSE(fchmod, "chmod", nullptr, 0)
 INTERPOSE(ftruncate64, "chmod", nullptr, 0)
+INTERPOSE(fchown, "attribute", nullptr, 0)
+INTERPOSE(futimens, "attribute", nullptr, 0)
+INTERPOSE(fsetxattr, "attribute", nullptr, 0)
 INTERPOSE(lseek64, "seek", nullptr, 0)
 INTERPOSE(readlinkat, "readlink", nullptr, 0)
 INTERPOSE(close, "close", nullptr, 0)

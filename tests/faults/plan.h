@@ -13,7 +13,8 @@ enum Feature {
     SyncOfAll = 16,
     NewCalls = 32,
     LinksToUnnamed = 64,
-    TypesInListings = 128
+    TypesInListings = 128,
+    Syncs = 256 // calls succeed, and do nothing
 };
 
 // Beside the error numbers: a struck call transfers less than it was asked to, or kills the process.
@@ -31,6 +32,8 @@ struct Plan
     unsigned lacking;
     long at;
     std::atomic<long> calls, struck;
+    // Where it is given, no call fails: it hears of each one, before and after.
+    void (*atCall)(std::string_view kind, const char *when);
 };
 
 constexpr std::string_view kKinds[] = {"open",  "read", "write",    "list",   "copy",    "stat",
