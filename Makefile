@@ -85,7 +85,7 @@ check-filesystems: ## the tests of the files module on ext4, XFS, btrfs, overlay
 	$(call build,release,--target test_filesystem test_files test_moves test_contents test_hostile export)
 	tools/check-filesystems build/release
 
-check-power: ## cuts the power at each call of each moving operation on ten file systems; ten minutes
+check-power: ## cuts the power at each call of each moving operation on ten file systems; five minutes
 	tools/install-packages build power
 	$(call build,release,--target power)
 	tools/check-power build/release/tests/power $(JOBS)
