@@ -10,6 +10,7 @@
 #include <base/exceptions_p.h>
 #include <base/nativepath_p.h>
 
+#include <algorithm>
 #include <limits>
 #include <optional>
 
@@ -448,19 +449,18 @@ int getFileAndDirCount(const QString &path)
         if (isResource(path))
             return countResourcesBelow(path);
         const QByteArray native = pathToRead(path);
-        TreeWalk walk(Order::None);
+        TreeWalk walk(Order::None, Keep::Folders);
         if (native.isNull() || !walk.open(Path(native).at(), Links::Follow))
             return 0;
-        int count = 0;
+        std::size_t count = 0;
         while (walk.next()) {
             if (walk.atFolderEnd())
                 continue;
-            if (count < std::numeric_limits<int>::max())
-                ++count;
-            if (walk.isFolder() && !walk.isLink())
-                static_cast<void>(walk.enter()); // one that cannot be listed counts as empty
+            ++count;
+            static_cast<void>(walk.enter()); // one that cannot be listed counts as empty
         }
-        return count;
+        count += walk.passedOver();
+        return int(std::min<std::size_t>(count, std::numeric_limits<int>::max()));
     });
 }
 

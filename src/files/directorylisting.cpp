@@ -52,10 +52,11 @@ unsigned char typeOf(mode_t mode)
 
 } // namespace
 
-Result DirectoryListing::read(int dirfd, Order order)
+Result DirectoryListing::read(int dirfd, Order order, Keep keep)
 {
     m_entries.clear();
     m_names.clear();
+    m_passedOver = 0;
     m_isComplete = true;
 
     alignas(dirent64) char buffer[kReadSize];
@@ -69,7 +70,7 @@ Result DirectoryListing::read(int dirfd, Order order)
             const auto *entry = reinterpret_cast<const dirent64 *>(buffer + at);
             at += entry->d_reclen;
             if (entry->d_name[0] != '.')
-                add(dirfd, entry->d_name, entry->d_type);
+                add(dirfd, entry->d_name, entry->d_type, keep);
         }
     }
     if (order == Order::ByName)
@@ -77,7 +78,7 @@ Result DirectoryListing::read(int dirfd, Order order)
     return Result();
 }
 
-void DirectoryListing::add(int dirfd, const char *name, unsigned char type)
+void DirectoryListing::add(int dirfd, const char *name, unsigned char type, Keep keep)
 {
     struct stat info;
     if (type == DT_UNKNOWN) {
@@ -104,6 +105,10 @@ void DirectoryListing::add(int dirfd, const char *name, unsigned char type)
         return;
     }
 
+    if (keep == Keep::Folders && (entry.isLink || entry.kind != EntryKind::Folder)) {
+        ++m_passedOver;
+        return;
+    }
     entry.name = m_names.size();
     entry.sortKey = 0; // walks without an order need none
     m_names.insert(m_names.end(), name, name + std::strlen(name) + 1);

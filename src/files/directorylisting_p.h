@@ -25,6 +25,9 @@ struct ListedEntry
 
 enum class Order { None, ByName };
 
+/// Which entries a listing keeps: a count, or a search for a folder, needs no names of files.
+enum class Keep { All, Folders };
+
 /// The visible entries of one folder, as QDir lists them without QDir::Hidden and QDir::System: no name with
 /// a leading ".", no FIFO, socket or device, no link whose target cannot be reached. Names are the bytes on
 /// the disk.
@@ -33,7 +36,7 @@ class DirectoryListing
 public:
     /// Reads the open folder from where its offset stands. A failure midway leaves unknown what is missing,
     /// so that the listing must not be used.
-    Result read(int dirfd, Order order);
+    Result read(int dirfd, Order order, Keep keep);
 
     /// Puts the entries into the order that a QDir with these sort flags gives the open folder; entries that
     /// Qt does not show follow by name.
@@ -43,16 +46,20 @@ public:
     /// out.
     bool isComplete() const { return m_isComplete; }
 
+    /// How many visible entries there are beside those that are kept.
+    std::size_t passedOver() const { return m_passedOver; }
+
     std::size_t size() const { return m_entries.size(); }
     const ListedEntry &at(std::size_t index) const { return m_entries[index]; }
     const char *nameOf(const ListedEntry &entry) const { return m_names.data() + entry.name; }
 
 private:
-    void add(int dirfd, const char *name, unsigned char type);
+    void add(int dirfd, const char *name, unsigned char type, Keep keep);
     void sortByName();
 
     std::vector<ListedEntry> m_entries;
     std::vector<char> m_names;
+    std::size_t m_passedOver = 0;
     bool m_isComplete = true;
 };
 

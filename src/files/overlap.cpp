@@ -81,12 +81,11 @@ bool hasMountsBelow(const QByteArray &path)
 /// there from elsewhere. True too when that is unknown.
 bool holdsFolder(const QByteArray &path, const FileId &id)
 {
-    TreeWalk walk(Order::None);
+    TreeWalk walk(Order::None, Keep::Folders);
     if (!walk.open(Path(path).at(), Links::Follow))
         return false;
     while (walk.next()) {
-        if (!walk.atFolderEnd() && walk.isFolder() && !walk.isLink() && walk.enter() &&
-            FileId(walk.folderStatus()) == id)
+        if (!walk.atFolderEnd() && walk.enter() && FileId(walk.folderStatus()) == id)
             return true;
     }
     return walk.failed();

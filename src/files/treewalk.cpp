@@ -22,8 +22,9 @@ Result TreeWalk::list()
     if (m_levels.size() == m_depth)
         m_levels.emplace_back();
     Level &level = m_levels[m_depth];
-    if (const Result listed = level.listing.read(dirfd(), m_order); !listed)
+    if (const Result listed = level.listing.read(dirfd(), m_order, m_keep); !listed)
         return listed;
+    m_passedOver += level.listing.passedOver();
     m_isIncomplete = m_isIncomplete || !level.listing.isComplete();
     if (m_flags != (QDir::Name | QDir::IgnoreCase))
         level.listing.sortAs(m_flags, dirfd());

@@ -20,7 +20,7 @@ namespace TesCoreFiles {
 class TreeWalk
 {
 public:
-    explicit TreeWalk(Order order) : m_order(order) {}
+    explicit TreeWalk(Order order, Keep keep = Keep::All) : m_order(order), m_keep(keep) {}
 
     /// Entries come as a QDir with these sort flags lists them. To be called before open().
     void sortAs(QDir::SortFlags flags) { m_flags = flags; }
@@ -34,6 +34,9 @@ public:
     /// tells whether that was not the end of the tree, or entries of unknown kind were left out.
     bool next();
     bool failed() const { return m_failed || m_isIncomplete; }
+
+    /// How many visible entries Keep::Folders has kept from the walk up to here.
+    std::size_t passedOver() const { return m_passedOver; }
 
     /// The entry on which the walk stands, in the open folder that holds it.
     At entry() const { return {dirfd(), m_levels[m_depth - 1].listing.nameOf(m_entry)}; }
@@ -71,7 +74,9 @@ private:
     DirectoryStack m_stack{Access::List};
     std::vector<Level> m_levels; // only the first m_depth are in use; the others keep their memory
     std::size_t m_depth = 0;
+    std::size_t m_passedOver = 0;
     const Order m_order;
+    const Keep m_keep;
     QDir::SortFlags m_flags = QDir::Name | QDir::IgnoreCase;
 
     ListedEntry m_entry = {};

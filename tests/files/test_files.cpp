@@ -541,6 +541,67 @@ private Q_SLOTS:
             QVERIFY(entry.is_directory() || entry.hard_link_count() == 1);
     }
 
+    void aFileMovesOnlyWhenItIsSafe_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<bool>("isFar");
+        QTest::addColumn<QString>("meanwhile"); // at the sync of this number
+        QTest::addColumn<int>("at");
+        QTest::addColumn<bool>("result");
+        QTest::addColumn<QString>("left");
+        QTest::addColumn<QString>("there");
+        const auto row = [](const char *name, const char *command, bool isFar, const char *meanwhile, int at,
+                            bool result, const char *left, const char *there) {
+            QTest::newRow(name) << QString::fromLatin1(command) << isFar << QString::fromLatin1(meanwhile)
+                                << at << result << QString::fromLatin1(left) << QString::fromLatin1(there);
+        };
+        const char *both = "a", *old = "b=old";
+        for (const char *command : {"rename! a", "mv! a"}) {
+            for (const bool isFar : {false, true}) {
+                const std::string name = std::string(command) + (isFar ? ", far" : "");
+                row((name + ": the first sync fails").c_str(), command, isFar, "false", 1, false, both, old);
+                row((name + ": the second sync fails").c_str(), command, isFar, "false", 2, false, both, old);
+            }
+        }
+        row("mv, far: the sync fails", "mv a", true, "false", 1, false, both, "");
+        row("rename, far: the sync fails", "rename a", true, "false", 1, false, both, "");
+        row("rename!, far: what changed stays", "rename! a", true, "echo >> a", 2, false, "a=a\n", old);
+        row("rename, far: what changed stays", "rename a", true, "echo >> a", 1, false, "a=a\n", "");
+        row("mv!, far: what changed stays", "mv! a", true, "echo >> a", 2, true, "a=a\n", "b=a");
+        row("mv: what was put in its place stays", "mv a", false, "echo new > n; mv n a", 1, true, "a=new\n",
+            "b=a");
+        row("mv!: what was put in its place stays", "mv! a", false, "echo new > n; mv n a", 2, true,
+            "a=new\n", "b=a");
+    }
+
+    void aFileMovesOnlyWhenItIsSafe()
+    {
+        QFETCH(QString, command);
+        QFETCH(bool, isFar);
+        QFETCH(QString, meanwhile);
+        QFETCH(int, at);
+        const QString other = folderOnAnotherDevice();
+        if (isFar && other.isEmpty())
+            QSKIP("everything is on one device here");
+        const QTemporaryDir there((isFar ? other : QDir::tempPath()) + QStringLiteral("/tescore-XXXXXX"));
+        const Tree tree(QStringLiteral("a"));
+        const QString target = there.filePath(QStringLiteral("b"));
+        if (command.contains(QLatin1Char('!')))
+            std::ofstream(target.toStdString()) << "old";
+        int seen = 0;
+        atSync = [&] {
+            const bool isFailing = ++seen == at && std::system(meanwhile.toLocal8Bit().constData()) != 0;
+            errno = EIO;
+            return isFailing ? -1 : 0;
+        };
+        const bool result = run(command + QLatin1Char(' ') + target);
+        atSync = nullptr;
+        QTEST(result, "result");
+        QVERIFY(seen >= at);
+        QTEST(Tree::describe(), "left");
+        QTEST(Tree::describe(there.path().toStdString()), "there");
+    }
+
     void temporaryPaths()
     {
         const Tree tree(QStringLiteral("a.tar.gz b d/"));
