@@ -301,7 +301,7 @@ Outcome soundOutcome(const Operation &operation, Words *before, int *violations)
     return sound;
 }
 
-/// Lets every transfer of one kind fall short, once for each kind. Counts violations.
+/// Lets every transfer of one kind fall short, once for each kind, and each listing fail. Counts violations.
 int sweepQuickly(const Operation &operation)
 {
     Words before;
@@ -314,6 +314,15 @@ int sweepQuickly(const Operation &operation)
         plan->kind = kind;
         violations += judge(operation, before, sound, true);
     }
+    if (plan->lacking != 0)
+        return violations;
+    plan->kind = "list";
+    plan->error = EIO;
+    plan->isLasting = false;
+    do {
+        violations += judge(operation, before, sound, true);
+        ++plan->at;
+    } while (plan->struck > 0);
     return violations;
 }
 
