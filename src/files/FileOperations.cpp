@@ -97,6 +97,13 @@ bool replaceByFolder(const Entry &from, At to)
     return false;
 }
 
+/// Whether a rename will do: where it reaches the disk by halves, a second name is safer for a file that can
+/// have one.
+bool mayRename(const struct stat &own, At to)
+{
+    return !S_ISREG(own.st_mode) || own.st_nlink > 1 || !renamesByHalves(to.dirfd);
+}
+
 /// Puts `from`, whose own status is `own`, in the place of the existing file `to`, whose own is `old`.
 bool replaceEntry(const QByteArray &fromPath, const Entry &from, const struct stat &own, const Entry &to,
                   const struct stat &old)
@@ -111,7 +118,7 @@ bool replaceEntry(const QByteArray &fromPath, const Entry &from, const struct st
         return bool(unlink(from.at()));
     struct stat folder;
     const bool isNear = ::fstat(to.at().dirfd, &folder) == 0 && folder.st_dev == own.st_dev;
-    const Result renamed = isNear ? renameOver(from.at(), to.at()) : Result(EXDEV);
+    const Result renamed = isNear && mayRename(own, to.at()) ? renameOver(from.at(), to.at()) : Result(EXDEV);
     return renamed || (renamed.error() == EXDEV &&
                        moveFile(from.at(), to.at(), Existing::Replace, IfSourceStays::Fails));
 }
@@ -147,11 +154,12 @@ bool renameFile(const QByteArray &fromPath, const QByteArray &toPath, bool overw
     if (!from.result() || !to.result() || !exists(fromPath) || !linkStatus(from.at(), &own) ||
         (S_ISDIR(own.st_mode) && leadsInto(toPath, fromPath)))
         return false;
-    if (exists(toPath) && isOtherSpelling(from, to))
+    const bool isTaken = exists(toPath);
+    if (isTaken && isOtherSpelling(from, to))
         return bool(rename(from.at(), to.at()));
-    if (exists(toPath))
+    if (isTaken)
         return overwrite && linkStatus(to.at(), &old) && replaceEntry(fromPath, from, own, to, old);
-    const Result renamed = renameExclusively(from.at(), to.at());
+    const Result renamed = mayRename(own, to.at()) ? renameExclusively(from.at(), to.at()) : Result(EXDEV);
     return renamed ||
            (renamed.error() == EXDEV && moveFile(from.at(), to.at(), Existing::Keep, IfSourceStays::Fails));
 }

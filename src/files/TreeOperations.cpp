@@ -150,17 +150,17 @@ bool stageEntries(TreeWalk &walk, TargetTree &target, FileStage &stage, Journal 
     return !walk.failed();
 }
 
-/// Files of one folder that were copied to another file system, and have to be on its disk before their
-/// sources go. Many at once: waiting for the disk takes longer than a copy.
-class CopiedFiles
+/// Files of one folder that no rename moves, and that have to be on the disk under their new names before the
+/// old ones go. Many at once: waiting for the disk takes longer than a copy.
+class StagedFiles
 {
 public:
-    explicit CopiedFiles(int targetDirfd) : m_durability(targetDirfd), m_stage(m_durability) {}
+    explicit StagedFiles(int targetDirfd) : m_durability(targetDirfd), m_stage(m_durability) {}
 
     const Durability &durability() const { return m_durability; }
 
-    /// Copies the file on which `walk` stands.
-    bool add(const TreeWalk &walk, int targetDirfd)
+    /// Stages the file on which `walk` stands.
+    bool add(const TreeWalk &walk, bool mayLink, int targetDirfd)
     {
         if (m_files.empty()) {
             m_source = openFolder({walk.dirfd(), "."}, Links::NoFollow, Access::Fill);
@@ -170,13 +170,13 @@ public:
             return false;
         m_files.push_back({walk.name(), {}});
         File &file = m_files.back();
-        if (stageFile(walk, false, to(file), m_stage, file.staged))
+        if (stageFile(walk, mayLink, to(file), m_stage, file.staged))
             return true;
         m_files.pop_back();
         return false;
     }
 
-    /// Removes the sources once the copies are durable. A copy whose source stays is taken back. Whether
+    /// Removes the sources once all is durable. What stays in its old place is taken back. Whether
     /// every source has gone.
     bool commit()
     {
@@ -238,26 +238,28 @@ bool moveQuickly(const QByteArray &from, const QByteArray &to)
         !target.open(to, walk.dirfd()))
         return false;
 
-    CopiedFiles copies(target.dirfd());
-    target.setDurability(&copies.durability());
+    const bool mayRename = !renamesByHalves(target.dirfd());
+    StagedFiles files(target.dirfd());
+    target.setDurability(&files.durability());
     bool isComplete = true;
     walk.exclude(target.stack());
     while (walk.next()) {
         bool isDone = true;
         if (walk.atFolderEnd()) {
-            isDone = copies.commit();
+            isDone = files.commit();
             if (!target.leave(walk))
                 return false;
         } else if (walk.isFolder()) {
-            isDone = copies.commit();
+            isDone = files.commit();
             isDone = target.make(walk) && target.enter(walk, Links::NoFollow) && isDone;
         } else if (walk.isFile()) {
-            const Result moved = renameExclusively(walk.entry(), {target.dirfd(), walk.name()});
-            isDone = moved || (moved.error() == EXDEV && copies.add(walk, target.dirfd()));
+            const Result moved =
+                mayRename ? renameExclusively(walk.entry(), {target.dirfd(), walk.name()}) : Result(EXDEV);
+            isDone = moved || (moved.error() == EXDEV && files.add(walk, !mayRename, target.dirfd()));
         }
         isComplete = isComplete && isDone;
     }
-    return copies.commit() && target.finish(walk.dirfd()) && isComplete && !walk.failed();
+    return files.commit() && target.finish(walk.dirfd()) && isComplete && !walk.failed();
 }
 
 bool moveDirectory(const QByteArray &from, const QByteArray &to)

@@ -241,7 +241,7 @@ Result moveFile(At from, At to, Existing existing, IfSourceStays ifSourceStays)
         takeBack(place, staged);
         return result;
     }
-    if (isReplacing)
+    if (isReplacing && result)
         replaced.discard();
     return result;
 }

@@ -1,9 +1,9 @@
 #include "overlap_p.h"
 
+#include "mounts_p.h"
 #include "treewalk_p.h"
 
-#include <QFile>
-
+#include <algorithm>
 #include <cstdlib>
 
 namespace TesCoreFiles {
@@ -61,20 +61,13 @@ bool hasMountsBelow(const QByteArray &path)
     char *resolved = ::realpath(path.constData(), nullptr);
     QByteArray prefix = resolved;
     std::free(resolved);
-    QFile mounts(QStringLiteral("/proc/self/mountinfo"));
-    if (prefix.isEmpty() || !mounts.open(QIODevice::ReadOnly))
+    const QList<Mount> all = mounts();
+    if (prefix.isEmpty() || all.isEmpty())
         return true;
     if (!prefix.endsWith('/'))
         prefix += '/';
-    const QList<QByteArray> lines = mounts.readAll().split('\n');
-    return std::any_of(lines.begin(), lines.end(), [&](const QByteArray &line) {
-        // The fifth field, blanks and the like as octal numbers (proc(5)).
-        QByteArray point = line.split(' ').value(4);
-        for (const auto &[code, byte] :
-             {std::pair("\\040", " "), {"\\011", "\t"}, {"\\012", "\n"}, {"\\134", "\\"}})
-            point.replace(code, byte);
-        return point.startsWith(prefix);
-    });
+    return std::any_of(all.begin(), all.end(),
+                       [&](const Mount &mount) { return mount.point.startsWith(prefix); });
 }
 
 /// Whether the folder `id` is somewhere in the tree `path`. Looks from above, and so sees what is mounted

@@ -1,6 +1,7 @@
 #include "rename_p.h"
 
 #include "fileid_p.h"
+#include "mounts_p.h"
 #include "path_p.h"
 
 #include <base/descriptor_p.h>
@@ -68,6 +69,18 @@ Result renameOntoPlaceholder(At from, At to, bool isFolder)
     return isFree ? rename(from, to) : renamed;
 }
 
+/// The number of the file system's type (statfs(2)); 0 when it is unknown.
+unsigned typeOf(int dirfd)
+{
+    struct statfs info;
+    return ::fstatfs(dirfd, &info) == 0 ? unsigned(info.f_type) : 0;
+}
+
+bool isOneOf(unsigned type, std::initializer_list<unsigned> types)
+{
+    return std::find(types.begin(), types.end(), type) != types.end();
+}
+
 bool isProtected(At entry)
 {
     struct statx info;
@@ -130,10 +143,27 @@ bool isLocal(int dirfd)
     // linux/magic.h names only some of those that others serve.
     constexpr unsigned fuse = 0x65735546, nfs = 0x6969, cifs = 0xff534d42, smb2 = 0xfe534d42,
                        v9fs = 0x01021997, ceph = 0x00c36400, afs = 0x5346414f;
-    constexpr unsigned served[] = {fuse, nfs, cifs, smb2, v9fs, ceph, afs};
-    struct statfs info;
-    return ::fstatfs(dirfd, &info) == 0 &&
-           std::find(std::begin(served), std::end(served), unsigned(info.f_type)) == std::end(served);
+    const unsigned type = typeOf(dirfd);
+    return type != 0 && !isOneOf(type, {fuse, nfs, cifs, smb2, v9fs, ceph, afs});
+}
+
+bool renamesByHalves(int dirfd)
+{
+    constexpr unsigned minix = 0x137f, minixLong = 0x138f, minix2 = 0x2468, minix2Long = 0x2478,
+                       minix3 = 0x4d5a, extended = 0xef53;
+    const unsigned type = typeOf(dirfd);
+    if (type != extended)
+        return isOneOf(type, {minix, minixLong, minix2, minix2Long, minix3});
+    // One number stands for ext2, ext3 and ext4. ext2 keeps no times of birth; what else keeps none, only the
+    // mount tells.
+    struct statx born;
+    if (::statx(dirfd, "", AT_EMPTY_PATH, STATX_BTIME, &born) != 0 || (born.stx_mask & STATX_BTIME))
+        return false;
+    struct stat info;
+    const QList<Mount> all = ::fstat(dirfd, &info) == 0 ? mounts() : QList<Mount>();
+    return std::any_of(all.begin(), all.end(), [&](const Mount &mount) {
+        return mount.device == info.st_dev && mount.type == "ext2";
+    });
 }
 
 bool mayRemoveFrom(int dirfd)

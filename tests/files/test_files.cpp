@@ -508,6 +508,7 @@ private Q_SLOTS:
         row("what was replaced stays", "mv S/n/x S/a", 0, "a=x n/", all, "a=x n/", all);
         row("what became a link stays, and all behind it", "mv S/n m; ln -s ../m S/n", 0, "n->../m", all,
             "n->../m", all);
+        row("a folder that came instead stays", "mv S/n m; mkdir S/n", 0, "n/", all, "n/", all);
         row("what somebody else has removed is no failure", "rm S/a", 0, nullptr, all, nullptr, all);
         row("without a sync all stays", "true", -1, all, "n/", all, all);
     }

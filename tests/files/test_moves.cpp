@@ -205,6 +205,13 @@ private Q_SLOTS:
             }
         }
         ::chmod("S/sealed", 0700);
+        // A copy that stops midway shows no more of the folder in which it does.
+        QVERIFY(::mkfifo("p", 0600) == 0);
+        fs::create_symlink("../../p", "S/private/l");
+        QVERIFY(!run(text("copy S F")));
+        struct stat info;
+        QVERIFY(::stat("F/private", &info) == 0);
+        QCOMPARE(info.st_mode & 07777, 0700U);
     }
 
     void whatIsProtectedIsAskedBeforehand()
@@ -319,6 +326,9 @@ private Q_SLOTS:
             QCOMPARE(info.st_size, size);
             QVERIFY(info.st_blocks < 2048);
         }
+        std::string tail(4, ' ');
+        std::ifstream(there.filePath(text("b")).toStdString()).seekg(-4, std::ios::end).read(tail.data(), 4);
+        QCOMPARE(tail, std::string("\0end", 4));
     }
 
     void twoMayDeleteTheSame()

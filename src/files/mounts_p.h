@@ -1,0 +1,24 @@
+#ifndef TESCORE_MOUNTS_P_H
+#define TESCORE_MOUNTS_P_H
+
+#include <QByteArray>
+#include <QList>
+
+#include <sys/types.h>
+
+namespace TesCoreFiles {
+
+/// What is mounted where, as this process sees it (proc(5), mountinfo).
+struct Mount
+{
+    dev_t device;
+    QByteArray point;
+    QByteArray type;
+};
+
+/// All mounts; none where that is unknown.
+QList<Mount> mounts();
+
+} // namespace TesCoreFiles
+
+#endif
