@@ -65,7 +65,9 @@ TESCORE_EXPORT QString CreateUUID();
 /// **A move waits for the disk.** Its sources go when everything is under its new name and synced (`syncfs`;
 /// on FUSE and network file systems each file and folder by itself). After a power cut a file is under its
 /// old name or its new one, or both: then they may be two names of one file. A process that is killed may
-/// leave the same, and a hidden file `.UUID` beside a destination that it was replacing.
+/// leave the same, and a hidden file `.UUID` beside a destination that it was replacing. Within a file system
+/// RenameFile() and MoveDirectoryQuick() are renames, as safe as it makes them; where they reach the disk by
+/// halves (ext2, minix) a file gets a second name first, but on FAT a power cut may leave neither name.
 ///
 /// A file that changed while it was moved stays, and so does what was put in its place; changes through a
 /// shared mapping (mmap) cannot be seen.

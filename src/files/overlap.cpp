@@ -48,7 +48,9 @@ bool isInside(const Descriptor &folder, const FileId &id)
 /// that is unknown.
 bool areOnOneMount(At a, const Descriptor &b)
 {
-    const auto hasMount = [](const struct statx &info) { return (info.stx_mask & STATX_MNT_ID) != 0; };
+    const auto hasMount = [](const struct statx &info) {
+        return (info.stx_mask & STATX_MNT_ID) != 0 && info.stx_mnt_id != 0;
+    };
     struct statx infoOfA, infoOfB;
     return ::statx(a.dirfd, a.name, 0, STATX_MNT_ID, &infoOfA) == 0 && hasMount(infoOfA) &&
            ::statx(b.get(), "", AT_EMPTY_PATH, STATX_MNT_ID, &infoOfB) == 0 && hasMount(infoOfB) &&
