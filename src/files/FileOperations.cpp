@@ -129,7 +129,8 @@ bool isListed(At entry)
     const int fd = ::openat(entry.dirfd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     DIR *folder = fd >= 0 ? ::fdopendir(fd) : nullptr;
     bool isFound = !folder;
-    while (const dirent *other = isFound ? nullptr : ::readdir(folder))
+    while (const dirent *other =
+               isFound ? nullptr : ::readdir(folder)) // NOLINT(concurrency-mt-unsafe): its own
         isFound = std::strcmp(other->d_name, entry.name) == 0;
     if (folder)
         ::closedir(folder);

@@ -70,9 +70,9 @@ QByteArray extendedAttributeNames(int fd)
     return names;
 }
 
-void carryExtendedAttributes(int original, const QByteArray &names, int copy)
+void carryExtendedAttributes(int original, const QList<QByteArray> &names, int copy)
 {
-    for (const QByteArray &name : names.split('\0')) {
+    for (const QByteArray &name : names) {
         const bool isCarried = name.startsWith("user.") || name == kAccessList || name == kDefaultList;
         const QByteArray value = isCarried ? extendedAttribute(original, name.constData()) : QByteArray();
         if (!value.isNull())
@@ -119,7 +119,7 @@ void carryAttributes(int original, const struct stat &info, int copy, Carry carr
     if (!isEverything)
         return;
     if (!names.isEmpty())
-        carryExtendedAttributes(original, names, copy);
+        carryExtendedAttributes(original, names.split('\0'), copy);
     const timespec times[] = {info.st_atim, info.st_mtim};
     ::futimens(copy, times);
 }

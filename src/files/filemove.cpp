@@ -234,12 +234,13 @@ Result moveFile(At from, At to, Existing existing, IfSourceStays ifSourceStays)
         result = ifSourceStays == IfSourceStays::Fails ? Result(ESTALE) : stage.separate(to);
         if (result)
             result = durability.sync(to.dirfd);
-        if (result)
-            break;
-        if (isReplacing)
-            replaced.restore(place);
-        takeBack(place, staged);
-        return result;
+        if (!result) {
+            if (isReplacing)
+                replaced.restore(place);
+            takeBack(place, staged);
+            return result;
+        }
+        break;
     }
     if (isReplacing && result)
         replaced.discard();

@@ -109,7 +109,8 @@ QByteArray withoutMissingFolders(const QByteArray &path)
     if (!path.contains(".."))
         return path;
     QByteArray result = path.startsWith('/') ? QByteArrayLiteral("/") : QByteArray();
-    for (const QByteArray &name : path.split('/')) {
+    const QList<QByteArray> names = path.split('/');
+    for (const QByteArray &name : names) {
         if (name == ".." && !result.isEmpty() && lastName(result) != ".." && isMissing(result))
             result = result.contains('/') ? parentPath(result) : QByteArray();
         else if (!name.isEmpty() && name != ".")

@@ -100,7 +100,7 @@ struct File
 
 File *fileOf(const fuse_file_info *info)
 {
-    return reinterpret_cast<File *>(info->fh);
+    return reinterpret_cast<File *>(info->fh); // NOLINT(performance-no-int-to-ptr): as the kernel keeps it
 }
 
 void makeCoarse(const char *path, struct stat *info)

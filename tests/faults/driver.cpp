@@ -220,6 +220,27 @@ bool hasChangedOutside(const Words &before, const Words &after)
                        [](const QString &word) { return word.startsWith(QLatin1Char('o')); });
 }
 
+/// Whether a temporary name is in use, which else only a poor file system needs.
+bool hasDraft(const Operation &operation)
+{
+    return plan->lacking != 0 || (operation.traits & Replaces);
+}
+
+/// Whether the fault keeps a temporary name from being removed, and what was done from being undone.
+std::pair<bool, bool> excuses(const Operation &operation)
+{
+    const bool cannotTidy = plan->kind == "unlink" && (plan->isLasting || hasDraft(operation));
+    // An answer that does not prove that nothing was done forbids to undo: both names stay, and what is
+    // aside.
+    const bool isProof = plan->error == EACCES || plan->error == ENOSPC;
+    const bool isAnswer = plan->kind == "unlink" || plan->kind == "link" || plan->kind == "rename";
+    // Nor can what was replaced come back where it could have neither a second name nor another's.
+    const bool keepsNothing = (plan->lacking & HardLinks) && (plan->lacking & ExclusiveRename);
+    const bool cannotUndo = plan->kind == "stat" || (plan->kind == "sync" && keepsNothing) ||
+                            (isAnswer && (!isProof || plan->isLasting));
+    return {cannotTidy, cannotUndo};
+}
+
 /// What is wrong with an outcome, given that of a run without a fault; null when nothing is.
 const char *violation(const Operation &operation, const Words &before, const Outcome &sound,
                       const Outcome &now)
@@ -235,19 +256,8 @@ const char *violation(const Operation &operation, const Words &before, const Out
     if ((operation.traits & Replaces) && !hasDestination(operation, now.after))
         return "what is replaced is gone";
 
-    // Drafts, probes and placeholders, which else only a poor file system needs, stay when they cannot be
-    // removed.
-    const bool hasDraft = plan->lacking != 0 || (operation.traits & Replaces);
-    const bool cannotTidy = plan->kind == "unlink" && (plan->isLasting || hasDraft);
-    const bool isUntidy = cannotTidy || (isKilled && hasDraft);
-    // An answer that does not prove that nothing was done forbids to undo: both names stay, and what is
-    // aside.
-    const bool isProof = plan->error == EACCES || plan->error == ENOSPC;
-    const bool isAnswer = plan->kind == "unlink" || plan->kind == "link" || plan->kind == "rename";
-    // Nor can what was replaced come back where it could have neither a second name nor another's.
-    const bool keepsNothing = (plan->lacking & HardLinks) && (plan->lacking & ExclusiveRename);
-    const bool cannotUndo = plan->kind == "stat" || (plan->kind == "sync" && keepsNothing) ||
-                            (isAnswer && (!isProof || plan->isLasting));
+    const auto [cannotTidy, cannotUndo] = excuses(operation);
+    const bool isUntidy = cannotTidy || (isKilled && hasDraft(operation));
     // A link whose target may not be looked up is as good as dangling.
     const bool hidesLinks = plan->kind == "stat" && plan->error == EACCES && strstr(operation.before, "->");
     const bool isSure = !(operation.traits & Unsure) && !isUntidy && !hidesLinks;

@@ -33,8 +33,9 @@ bool fails(std::string_view kind, long *size, int unsupported)
 }
 
 /// What some file systems do: they leave it to the caller to look at each entry.
-void forgetTypes(char *entries, long length)
+void forgetTypes(long address, long length)
 {
+    char *entries = reinterpret_cast<char *>(address); // NOLINT(performance-no-int-to-ptr): an argument
     for (long at = 0; at < length;) {
         auto *entry = reinterpret_cast<dirent64 *>(entries + at);
         entry->d_type = DT_UNKNOWN;
@@ -88,7 +89,7 @@ static_assert(sizeof(long) == 8);
             return -1;                                                                                       \
         const long result = ofKind == "close" || ofKind == "sync" ? early : real(a, b, c, d, e, f);          \
         if (ofKind == "list" && (plan->lacking & TypesInListings))                                           \
-            forgetTypes(reinterpret_cast<char *>(b), result);                                                \
+            forgetTypes(b, result);                                                                          \
         return result;                                                                                       \
     }
 #define UNLESS(feature, isNeeded, error) (plan->lacking & (feature)) && (isNeeded) ? (error) : 0

@@ -191,7 +191,7 @@ private Q_SLOTS:
         CopyFiles(text("S"), text("E"));
         ::umask(mask);
         QVERIFY(isCopied);
-        for (const std::string root : {"D", "E"}) {
+        for (const std::string &root : {std::string("D"), std::string("E")}) {
             struct stat info;
             QVERIFY(::stat((root + "/private").c_str(), &info) == 0);
             QCOMPARE(info.st_mode & 07777, 0700U);

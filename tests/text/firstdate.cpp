@@ -25,6 +25,7 @@ bool readDates()
         right += TESCoreUtil::convertCompileStringDate(QStringLiteral("Nov 5 2013")) == QDate(2013, 11, 5);
     };
     std::vector<std::thread> readers;
+    readers.reserve(threads);
     for (int i = 0; i < threads; ++i)
         readers.emplace_back(read);
     for (std::thread &reader : readers)
