@@ -5,9 +5,6 @@
 
 #include <array>
 #include <atomic>
-#include <cstdlib>
-#include <functional>
-#include <new>
 #include <thread>
 
 #include <fcntl.h>
@@ -20,9 +17,6 @@ using namespace TESCoreUtil;
 namespace fs = std::filesystem;
 
 namespace {
-
-std::atomic<long> allocationsLeft{-1}; // negative: as many as there is memory for
-std::atomic<bool> staysUsedUp{false};
 
 QString text(const char *latin1)
 {
@@ -73,26 +67,6 @@ private:
 };
 
 } // namespace
-
-void *operator new(std::size_t size)
-{
-    if (allocationsLeft >= 0 && allocationsLeft-- <= 0) {
-        allocationsLeft = staysUsedUp ? 0 : -1;
-        throw std::bad_alloc();
-    }
-    void *memory = std::malloc(size);
-    return memory ? memory : throw std::bad_alloc();
-}
-
-void operator delete(void *memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void *memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
 
 class TestMoves : public QObject
 {
@@ -357,59 +331,6 @@ private Q_SLOTS:
         other.join();
         QCOMPARE(failures.load(), 0);
         QCOMPARE(Tree::describe(), QString());
-    }
-
-    void aMoveWithoutMemoryLosesNothing_data()
-    {
-        QTest::addColumn<QString>("command");
-        QTest::addColumn<bool>("isLasting");
-        for (const char *command :
-             {"move S D", "quick S D", "mv S/a D", "copy S D", "list S 3", "delete S"}) {
-            QTest::addRow("%s, once", command) << text(command) << false;
-            QTest::addRow("%s, from then on", command) << text(command) << true;
-        }
-    }
-
-    /// At each of its allocations in turn there is no memory.
-    void aMoveWithoutMemoryLosesNothing()
-    {
-        QFETCH(QString, command);
-        QFETCH(bool, isLasting);
-        const QString name = command.section(QLatin1Char(' '), 0, 0),
-                      a = command.section(QLatin1Char(' '), 1, 1), b = command.section(QLatin1Char(' '), 2);
-        const QDir source(a), target(b);
-        const std::function<bool()> operation =
-            name == text("move")    ? std::function<bool()>([&] { return MoveDirectory(a, b); })
-            : name == text("quick") ? [&] { return MoveDirectoryQuick(a, b); }
-            : name == text("mv")    ? [&] { return MoveFile(a, b, false); }
-            : name == text("copy")  ? [&] { return CopyDirectory(source, target); }
-            : name == text("list")  ? [&] { return RecursiveGetFiles(a).size() == 3; }
-                                    : std::function<bool()>([&] { return DeleteFolderAndFiles(a); });
-        bool isDone = false;
-        for (long allowed = 0; !isDone; ++allowed) {
-            QVERIFY(allowed < 1000);
-            const Tree tree(text("S/ S/a S/n/ S/n/b S/n/m/ S/n/m/c"), text("/dev/shm"));
-            bool hasThrown = false;
-            staysUsedUp = isLasting;
-            allocationsLeft = allowed;
-            try {
-                isDone = operation();
-            } catch (...) {
-                hasThrown = true;
-            }
-            isDone = isDone && allocationsLeft >= 0;
-            allocationsLeft = -1;
-            QVERIFY(!hasThrown);
-            const QString left = Tree::describe();
-            for (const char *content : {"a", "b", "c"}) {
-                const bool isThere = left.contains(QLatin1Char('/') + text(content)) ||
-                                     left.contains(QLatin1Char('=') + text(content));
-                QVERIFY2(isThere || name == text("delete"), qPrintable(left));
-            }
-            // Without memory even to undo, two names of one file may stay.
-            for (const auto &entry : fs::recursive_directory_iterator("."))
-                QVERIFY(isLasting || entry.is_directory() || entry.hard_link_count() == 1);
-        }
     }
 };
 

@@ -172,8 +172,9 @@ private Q_SLOTS:
         QCOMPARE(texts.size(), 243);
 
         QStringList expected;
-        for (const char *text : kCountryTexts)
-            expected.append(QLatin1String("TESLocale: ") + QLatin1String(text));
+        const QStringList countryTexts = QString::fromLatin1(kCountryTexts).split(QLatin1Char('|'));
+        for (const QString &text : countryTexts)
+            expected.append(QLatin1String("TESLocale: ") + text);
         expected.append(QStringLiteral("TESLocale: Unknown Country"));
         for (const char *text :
              {"Linux", "Could not write all data to file", "%1 (Preview Available)", "Preview Available",
