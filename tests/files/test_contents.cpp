@@ -13,7 +13,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <limits>
 #include <thread>
 
 #include <fcntl.h>
@@ -65,27 +64,22 @@ QString textFor(QTextCodec *codec, int length, QRandomGenerator &random)
     return text;
 }
 
-/// Lowers a limit of the process for as long as it exists.
-template <int Resource>
-class Limit
+/// Lowers the largest size of a file for as long as it exists.
+class FileSizeLimit
 {
 public:
-    explicit Limit(qint64 limit)
+    explicit FileSizeLimit(rlim_t limit)
     {
-        ::getrlimit(Resource, &m_before);
-        rlimit lowered = m_before;
-        lowered.rlim_cur = std::min(m_before.rlim_max, rlim_t(limit));
-        ::setrlimit(Resource, &lowered);
+        ::getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit lowered = {std::min(m_before.rlim_max, limit), m_before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &lowered);
         ::signal(SIGXFSZ, SIG_IGN);
     }
-    ~Limit() { ::setrlimit(Resource, &m_before); }
+    ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &m_before); }
 
 private:
     rlimit m_before;
 };
-
-using MemoryLimit = Limit<RLIMIT_AS>;
-using FileSizeLimit = Limit<RLIMIT_FSIZE>;
 
 /// Interrupts this thread's system calls a thousand times each second for as long as it exists.
 class Ticking
@@ -258,29 +252,6 @@ private Q_SLOTS:
         for (const auto algorithm : {QCryptographicHash::Md5, QCryptographicHash::Sha1})
             QCOMPARE(TESFileUtil::calcChecksum(endless, algorithm),
                      QCryptographicHash::hash(content, algorithm));
-    }
-
-    void aFileBeyondTheResultIsNotTriedAtAll()
-    {
-        // Qt 5 counts bytes in an int, its own header included; the memory for as much is refused.
-        const bool isInt = sizeof(QByteArray().size()) < 8;
-        const qint64 limit = isInt ? std::numeric_limits<int>::max() - 64 : Q_INT64_C(1) << 40;
-        const Tree tree(file);
-        const MemoryLimit memoryLimit(Q_INT64_C(1) << 30);
-        for (const qint64 size : {limit - 1, limit, Q_INT64_C(5) << 30}) {
-            QCOMPARE(::truncate("file", size), 0);
-            QString error;
-            QVERIFY(ReadBinaryFile(file, &error).isNull());
-            QCOMPARE(error, qt_error_string(isInt && size >= limit ? EFBIG : ENOMEM));
-        }
-        // A code unit takes four bytes at most.
-        const qint64 limitOfText = isInt ? limit / 2 : limit;
-        for (const qint64 size : {4 * limitOfText + 3, 4 * limitOfText + 4}) {
-            QCOMPARE(::truncate("file", size), 0);
-            QString error;
-            QVERIFY(ReadUnicodeTextFile(file, &error).isNull());
-            QCOMPARE(error, qt_error_string(isInt && size > 4 * limitOfText + 3 ? EFBIG : ENOMEM));
-        }
     }
 
     void aSlowTerminalGetsAllOfIt()

@@ -1,5 +1,5 @@
 // Runs each file operation again and again, each time with the memory used up one allocation later: for good,
-// or for that one.
+// or for that one. Nothing gets a gigabyte.
 
 #include "support/tree.h"
 
@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <functional>
+#include <limits>
 #include <vector>
 
 // What the C library keeps for those who stand before its allocator.
@@ -25,18 +26,19 @@ extern "C" void *__libc_memalign(std::size_t alignment, std::size_t size);
 namespace {
 
 constexpr long never = -1;
+constexpr std::size_t largest = 1U << 30;
 thread_local long remaining = never; // so many allocations succeed before all fail
 thread_local bool isUsedUp = false;
 thread_local bool isLasting = false; // else the allocation after the failed one succeeds again
 
-bool isRefused()
+bool isRefused(std::size_t size)
 {
-    if (remaining == never)
-        return false;
-    if (remaining-- > 0)
-        return false;
-    remaining = isLasting ? 0 : never;
-    isUsedUp = true;
+    if (size < largest) {
+        if (remaining == never || remaining-- > 0)
+            return false;
+        remaining = isLasting ? 0 : never;
+        isUsedUp = true;
+    }
     errno = ENOMEM;
     return true;
 }
@@ -46,22 +48,22 @@ bool isRefused()
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the headers use reserved names
 extern "C" void *malloc(std::size_t size)
 {
-    return isRefused() ? nullptr : __libc_malloc(size);
+    return isRefused(size) ? nullptr : __libc_malloc(size);
 }
 
 extern "C" void *calloc(std::size_t count, std::size_t size)
 {
-    return isRefused() ? nullptr : __libc_calloc(count, size);
+    return isRefused(count * size) ? nullptr : __libc_calloc(count, size);
 }
 
 extern "C" void *realloc(void *memory, std::size_t size)
 {
-    return isRefused() ? nullptr : __libc_realloc(memory, size);
+    return isRefused(size) ? nullptr : __libc_realloc(memory, size);
 }
 
 extern "C" void *aligned_alloc(std::size_t alignment, std::size_t size)
 {
-    return isRefused() ? nullptr : __libc_memalign(alignment, size);
+    return isRefused(size) ? nullptr : __libc_memalign(alignment, size);
 }
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
@@ -149,6 +151,28 @@ private Q_SLOTS:
         // Creating a codec does not survive a failure in Qt 6 (seen in 6.4); finding one that is there does.
         QVERIFY(QTextCodec::codecForName(codec) != nullptr);
         QVERIFY(QTextCodec::codecForLocale() != nullptr);
+    }
+
+    void aFileBeyondTheResultIsNotTriedAtAll()
+    {
+        // Qt 5 counts bytes in an int, its own header included; the memory for as much is refused.
+        const bool isInt = sizeof(QByteArray().size()) < 8;
+        const qint64 limit = isInt ? std::numeric_limits<int>::max() - 64 : Q_INT64_C(1) << 40;
+        const Tree tree(text);
+        for (const qint64 size : {limit - 1, limit, Q_INT64_C(5) << 30}) {
+            QCOMPARE(::truncate("a", size), 0);
+            QString error;
+            QVERIFY(ReadBinaryFile(text, &error).isNull());
+            QCOMPARE(error, qt_error_string(isInt && size >= limit ? EFBIG : ENOMEM));
+        }
+        // A code unit takes four bytes at most.
+        const qint64 limitOfText = isInt ? limit / 2 : limit;
+        for (const qint64 size : {4 * limitOfText + 3, 4 * limitOfText + 4}) {
+            QCOMPARE(::truncate("a", size), 0);
+            QString error;
+            QVERIFY(ReadUnicodeTextFile(text, &error).isNull());
+            QCOMPARE(error, qt_error_string(isInt && size > 4 * limitOfText + 3 ? EFBIG : ENOMEM));
+        }
     }
 
     void nothingIsThrownAndNothingLost_data()
