@@ -90,9 +90,12 @@ check-power: ## cuts the power at each call of each moving operation on ten file
 	$(call build,release,--target power)
 	tools/check-power build/release/tests/power $(JOBS)
 
-check-x86: ## the tests as a 32-bit x86 program, in a root made for it in build/x86-root (QT=)
-	tools/install-packages x86
-	tools/in-x86-root make test PRESETS="$(call qt_presets,release,qt6-release)" JOBS=$(JOBS)
+check-arch: ## the tests on another processor: ARCH=i386, arm64, armhf or s390x, in a root made for it (QT=)
+	tools/install-packages arch $(filter arm64 armhf s390x,$(ARCH))
+	tools/check-arch $(or $(ARCH),i386) $(JOBS) $(call qt_presets,release,qt6-release)
+
+check-x86: ## check-arch with ARCH=i386
+	$(MAKE) check-arch ARCH=i386
 
 test: ## builds and passes the tests of the chosen presets (PRESETS=)
 	tools/install-packages build translations fuse $(if $(filter %clang %san,$(PRESETS)),clang) $(if $(filter qt6%,$(PRESETS)),qt6)
@@ -162,8 +165,9 @@ format: ## lays out the C++ files as .clang-format says
 clean: ## removes everything that was built, but for the Debian roots
 	[ ! -d build ] || find build -mindepth 1 -maxdepth 1 ! -name '*-root*' -exec rm -rf {} +
 
-clean-x86: ## removes the 32-bit root and what was built in it
-	$(as_root) rm -rf --one-file-system build/x86-root build/x86-root.part
+clean-arch: ## removes the roots of other processors and what was built in them (ARCH= removes one)
+	$(as_root) rm -rf --one-file-system \
+	    $(foreach arch,$(or $(ARCH),i386 arm64 armhf s390x),build/$(arch)-root build/$(arch)-root.part)
 
 clean-deb: ## removes the root in which check-deb installs
 	$(as_root) rm -rf --one-file-system build/clean-root build/clean-root.part build/clean-root.layer
