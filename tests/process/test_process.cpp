@@ -21,6 +21,7 @@ using namespace TESProcess;
 
 namespace {
 
+const bool isEmulated = qEnvironmentVariableIsSet("EMULATED"); // see tools/in-root
 volatile std::sig_atomic_t hasBeenTold = 0;
 bool waitsForWord = false;
 
@@ -127,6 +128,8 @@ private Q_SLOTS:
     {
         QFETCH(QString, line);
         const Result result = executeProcess(line);
+        if (result.exitCode == SIGABRT && isEmulated)
+            QSKIP("the emulator prints a line of its own when a program crashes");
         QTEST(told(result), "expected");
         QCOMPARE(result.exitStatus == QProcess::CrashExit, result.processError == QProcess::Crashed);
         QCOMPARE(result.commandLine, line);
@@ -147,6 +150,8 @@ private Q_SLOTS:
         const Result result = executeProcess(line, -1, folder);
         QCOMPARE(result.stdOut, QByteArray("/proc\n"));
         QCOMPARE(result.workingDir, folder);
+        if (isEmulated)
+            QSKIP("the emulator makes vfork() a fork(): posix_spawn() does not tell that it failed");
         for (const QString &missing : {folder + QStringLiteral("/missing"), folder + QChar::Null})
             QCOMPARE(executeProcess(line, -1, missing).processError, QProcess::FailedToStart);
     }
@@ -190,6 +195,8 @@ private Q_SLOTS:
     /// Kernels before 5.3 cannot wake the library at the program's end.
     void withoutNotificationTheEndIsLookedFor()
     {
+        if (isEmulated)
+            QSKIP("the emulator refuses filters of system calls");
         QElapsedTimer timer;
         timer.start();
         const Result result = executeProcess(self() + QStringLiteral("--old-kernel"), 60000);
@@ -217,7 +224,7 @@ private Q_SLOTS:
         const auto elapsed = timer.elapsed();
         const pid_t left = result.stdOut.toInt();
         if (left <= 0)
-            QSKIP("programs become no other user on this file system");
+            QSKIP("programs become no other user on this file system, or under this emulator");
         QCOMPARE(::kill(left, SIGKILL), 0);
         QCOMPARE(::waitpid(left, nullptr, 0), left);
         QCOMPARE(result.processError, QProcess::Timedout);
@@ -237,11 +244,13 @@ private Q_SLOTS:
     {
         const auto descriptors = [] { return QDir(QStringLiteral("/proc/self/fd")).count(); };
         const auto before = descriptors();
-        const auto countWrong = [](int id) {
+        // One that an emulator's posix_spawn() need not find missing.
+        const QString missing = QLatin1String(isEmulated ? "no-such-program" : "/no");
+        const auto countWrong = [missing](int id) {
             int wrong = 0;
             for (int run = 0; run < 250; ++run)
                 wrong += executeProcess(QStringLiteral("sh -c \"exit %1\"").arg(id)).exitCode != id ||
-                         executeProcess(QStringLiteral("/no")).processError != QProcess::FailedToStart;
+                         executeProcess(missing).processError != QProcess::FailedToStart;
             return wrong;
         };
         std::array<std::future<int>, 4> threads;
