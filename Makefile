@@ -77,10 +77,9 @@ check-sanitizers: ## the tests under ASan, UBSan and TSan (QT=)
 	$(MAKE) test PRESETS="$(call qt_presets,asan ubsan tsan,qt6-asan)"
 
 check-faults: ## fails, and kills at, every system call of the file operations; races; a few minutes
-	tools/install-packages build translations fuse
-	$(call build,release,--target faults test_hostile faultfs test_faultfs)
+	tools/install-packages build translations
+	$(call build,release,--target faults test_hostile)
 	build/release/tests/faults
-	FUSE_IS_NEEDED=1 build/release/tests/test_faultfs
 	DELETIONS=20000 build/release/tests/test_hostile
 
 check-filesystems: ## the tests of the files module on ext4, XFS, btrfs, overlayfs, exFAT, NTFS, bindfs and sshfs; as root
@@ -103,7 +102,7 @@ check-x86: ## check-arch with ARCH=i386
 	$(MAKE) check-arch ARCH=i386
 
 test: ## builds and passes the tests of the chosen presets (PRESETS=)
-	tools/install-packages build translations fuse $(if $(filter %clang %san,$(PRESETS)),clang) $(if $(filter qt6%,$(PRESETS)),qt6)
+	tools/install-packages build translations $(if $(filter %clang %san,$(PRESETS)),clang) $(if $(filter qt6%,$(PRESETS)),qt6)
 	set -e; for preset in $(PRESETS); do CMAKE_BUILD_PARALLEL_LEVEL=$(JOBS) cmake --workflow --preset $$preset; done
 
 coverage: ## the lines of src/ that the tests reach, in build/coverage/report; docs/coverage.md tells the others

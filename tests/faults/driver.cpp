@@ -88,22 +88,39 @@ constexpr Operation kOperations[] = {
 // What the driver must find fault with: a move that trusts its reads and writes.
 constexpr Operation kBroken = {"big", "trustingmove big b", Plain};
 
-// The second: whether the calls after the struck one fail too. The first few are enough where a file system
-// lacks something.
-constexpr std::pair<int, bool> kFaults[] = {{EIO, false},    {EIO, true},     {kShort, true},
-                                            {kKill, false},  {ENOSPC, false}, {EMFILE, false},
-                                            {EACCES, false}, {EINTR, false},  {kShort, false}};
-constexpr int kFirstFew = 4;
+// How far a run goes: a quick one where a file system lacks something, and where it lacks nothing; a whole
+// one.
+enum Depth { Transfers, Quick, Poor, Whole };
+
+// The second and third: whether the calls after the struck one fail too, and whether they are made all the
+// same.
+constexpr struct
+{
+    int error;
+    bool isLasting, isDone;
+    Depth depth;
+} kFaults[] = {
+    {EIO, false, false, Quick},    {kShort, true, false, Transfers}, {EIO, false, true, Quick},
+    {EIO, true, false, Poor},      {kKill, false, false, Poor},      {ETIMEDOUT, true, true, Whole},
+    {ENOSPC, false, false, Whole}, {EMFILE, false, false, Whole},    {EACCES, false, false, Whole},
+    {EINTR, false, false, Whole},  {kShort, false, false, Whole}};
+constexpr unsigned kNoNewNames = ExclusiveRename | HardLinks;
 constexpr unsigned kEnvironments[] = {0,
                                       KernelCopy,
                                       UnnamedFiles,
                                       UnnamedFiles | ExclusiveRename,
-                                      UnnamedFiles | ExclusiveRename | HardLinks,
+                                      UnnamedFiles | kNoNewNames,
+                                      UnnamedFiles | kNoNewNames | ReplacingRename,
                                       HardLinks,
+                                      HardLinks | ReplacingRename,
                                       ExclusiveRename,
                                       SyncOfAll | NewCalls,
                                       LinksToUnnamed,
-                                      TypesInListings};
+                                      TypesInListings,
+                                      FolderSync,
+                                      Local,
+                                      Local | FolderSync | SyncOfAll,
+                                      Local | UnnamedFiles | kNoNewNames};
 
 QString farFolder;
 std::map<std::string_view, long> faults;
@@ -236,7 +253,10 @@ std::pair<bool, bool> excuses(const Operation &operation)
     const bool isAnswer = plan->kind == "unlink" || plan->kind == "link" || plan->kind == "rename";
     // Nor can what was replaced come back where it could have neither a second name nor another's.
     const bool keepsNothing = (plan->lacking & HardLinks) && (plan->lacking & ExclusiveRename);
-    const bool cannotUndo = plan->kind == "stat" || (plan->kind == "sync" && keepsNothing) ||
+    // Nor is there a way back into folders that no longer open.
+    const bool cannotUndo = plan->kind == "stat" ||
+                            ((plan->kind == "sync" || plan->kind == "open") && keepsNothing) ||
+                            plan->isDone || (plan->kind == "open" && plan->isLasting) ||
                             (isAnswer && (!isProof || plan->isLasting));
     return {cannotTidy, cannotUndo};
 }
@@ -253,8 +273,14 @@ const char *violation(const Operation &operation, const Words &before, const Out
     if (hasChangedOutside(before, now.after))
         return "something outside has changed";
 
-    if ((operation.traits & Replaces) && !hasDestination(operation, now.after))
-        return "what is replaced is gone";
+    if (operation.traits & Replaces) {
+        const bool isAllThere = contentsOf(now.after).contains(contentsOf(before));
+        // Where a rename replaces nothing, the old file leaves its name before the new one comes.
+        if (!hasDestination(operation, now.after) && !((plan->lacking & ReplacingRename) && isAllThere))
+            return "what is replaced is gone";
+        if (!now.answer && !isKilled && (plan->lacking & kNoNewNames) == 0 && !isAllThere)
+            return "false, and what was to be replaced is gone";
+    }
 
     const auto [cannotTidy, cannotUndo] = excuses(operation);
     const bool isUntidy = cannotTidy || (isKilled && hasDraft(operation));
@@ -311,45 +337,22 @@ Outcome soundOutcome(const Operation &operation, Words *before, int *violations)
     return sound;
 }
 
-/// Lets every transfer of one kind fall short, once for each kind, and each listing fail. Counts violations.
-int sweepQuickly(const Operation &operation)
-{
-    Words before;
-    int violations = 0;
-    const Outcome sound = soundOutcome(operation, &before, &violations);
-    plan->error = kShort;
-    plan->isLasting = true;
-    plan->at = 1;
-    for (const std::string_view kind : {"read", "write", "copy", "list"}) {
-        plan->kind = kind;
-        violations += judge(operation, before, sound, true);
-    }
-    if (plan->lacking != 0)
-        return violations;
-    plan->kind = "list";
-    plan->error = EIO;
-    plan->isLasting = false;
-    do {
-        violations += judge(operation, before, sound, true);
-        ++plan->at;
-    } while (plan->struck > 0);
-    return violations;
-}
-
 /// Fails the first, the second, ... call of each kind until a run passes without a fault. Counts violations.
-int sweep(const Operation &operation, bool isTold)
+int sweep(const Operation &operation, Depth depth, bool isTold)
 {
     Words before;
     int violations = 0;
     const Outcome sound = soundOutcome(operation, &before, &violations);
     std::set<std::string_view> unused;
     for (const auto &fault : kFaults) {
-        if (plan->lacking != 0 && &fault == &kFaults[kFirstFew])
-            break;
-        plan->error = fault.first;
-        plan->isLasting = fault.second;
+        if (fault.depth > depth)
+            continue;
+        plan->error = fault.error;
+        plan->isLasting = fault.isLasting;
+        plan->isDone = fault.isDone;
         for (const std::string_view kind : kKinds) {
-            if (unused.count(kind) > 0)
+            if (unused.count(kind) > 0 || (fault.isDone && !changesNames(kind)) ||
+                (fault.error == kShort && !transfers(kind)))
                 continue;
             plan->kind = kind;
             plan->at = 0;
@@ -357,7 +360,7 @@ int sweep(const Operation &operation, bool isTold)
                 ++plan->at;
                 violations += judge(operation, before, sound, isTold);
             } while (plan->struck > 0);
-            if (plan->at == 1 && fault.first == EIO)
+            if (plan->at == 1 && fault.error == EIO && !fault.isDone)
                 unused.insert(kind);
         }
     }
@@ -378,18 +381,17 @@ int main(int argc, char **argv)
         qFatal("THE FAULT DRIVER CANNOT RUN: it needs a temporary folder that is not on /dev/shm");
     plan = new (memory) Plan();
 
-    if (sweep(kBroken, false) == 0)
+    if (sweep(kBroken, Whole, false) == 0)
         qFatal("THE FAULT DRIVER CANNOT RUN: it does not notice a broken operation");
     faults.clear();
     kills = runs = 0;
     int violations = 0;
-    // A quick run shows what each lacking feature and each short transfer does; the other also each failing
-    // call and each kill.
     const bool isQuick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
     for (const unsigned lacking : kEnvironments) {
         plan->lacking = lacking;
+        const Depth depth = isQuick ? (lacking ? Transfers : Quick) : (lacking ? Poor : Whole);
         for (const Operation &operation : kOperations)
-            violations += isQuick ? sweepQuickly(operation) : sweep(operation, true);
+            violations += sweep(operation, depth, true);
     }
 
     long injected = 0;

@@ -7,6 +7,9 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/syscall.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace {
@@ -32,15 +35,19 @@ bool fails(std::string_view kind, long *size, int unsupported)
     return plan->error != kShort;
 }
 
-/// What some file systems do: they leave it to the caller to look at each entry.
-void forgetTypes(long address, long length)
+/// What a file system answers: some leave it to the caller to look at each entry.
+void forgetTypes(char *entries, long length)
 {
-    char *entries = reinterpret_cast<char *>(address); // NOLINT(performance-no-int-to-ptr): an argument
     for (long at = 0; at < length;) {
         auto *entry = reinterpret_cast<dirent64 *>(entries + at);
         entry->d_type = DT_UNKNOWN;
         at += entry->d_reclen;
     }
+}
+
+bool isWritable(long fd)
+{
+    return (::fcntl(int(fd), F_GETFL) & O_ACCMODE) != O_RDONLY;
 }
 
 /// Whether a call with these first and third arguments may change something on the disk.
@@ -50,8 +57,42 @@ bool isChange(std::string_view kind, long first, long third)
     if (kind == "open")
         return (third & O_CREAT) || (third & O_TMPFILE) == O_TMPFILE;
     if (kind == "close")
-        return (::fcntl(int(first), F_GETFL) & O_ACCMODE) != O_RDONLY;
+        return isWritable(first);
     return std::find(std::begin(questions), std::end(questions), kind) == std::end(questions);
+}
+
+/// Whether a call is made though it is told to fail. Only close() always is: it releases its descriptor.
+bool isMadeFirst(std::string_view kind)
+{
+    return kind == "close" || (plan->isDone && changesNames(kind));
+}
+
+int written = -1; // the descriptor that was last written to
+
+void noteWriting(std::string_view kind, long first, long third)
+{
+    if (kind == "write" || kind == "copy")
+        written = int(isWritable(first) ? first : third);
+}
+
+/// A late file system loses what was written when close() fails.
+void loseContent(int fd)
+{
+    const long call = plan->calls + 1;
+    const bool isStruck = plan->kind == "close" && (call == plan->at || (call > plan->at && plan->isLasting));
+    if (isStruck && plan->error > 0 && plan->error != EINTR && fd == written)
+        ::syscall(SYS_ftruncate, fd, 0);
+}
+
+int renameError(long dirfd, long name, long flags)
+{
+    if (plan->lacking & NewCalls)
+        return EPERM;
+    if (flags != 0)
+        return plan->lacking & ExclusiveRename ? EINVAL : 0;
+    const bool isTaken =
+        (plan->lacking & ReplacingRename) && ::syscall(SYS_faccessat, dirfd, name, F_OK) == 0;
+    return isTaken ? EEXIST : 0;
 }
 
 /// Makes a call, of which plan->atCall hears. Nothing is really synced where the plan lacks it.
@@ -70,9 +111,8 @@ long heard(std::string_view kind, const Real &real)
 } // namespace
 
 // Functions of this program that stand before those of the C library. All arguments are integers or pointers,
-// which travel in the same registers whatever they are. Only close() is made before it fails: it always
-// releases its descriptor. Nothing is really synced while calls fail: no power is cut then, and it would take
-// most of the time.
+// which travel in the same registers whatever they are. Nothing is really synced while calls fail: no power
+// is cut then, and it would take most of the time.
 static_assert(sizeof(long) == 8);
 #define INTERPOSE(name, kind, size, unsupported)                                                             \
     extern "C" long interposed_##name(long, long, long, long, long, long) __asm__(#name);                    \
@@ -84,12 +124,21 @@ static_assert(sizeof(long) == 8);
         if (!plan || !plan->isArmed)                                                                         \
             return real(a, b, c, d, e, f);                                                                   \
         constexpr std::string_view ofKind = kind;                                                            \
-        const long early = ofKind == "close" ? real(a, b, c, d, e, f) : 0;                                   \
-        if (fails(ofKind, size, unsupported))                                                                \
+        const int error = unsupported;                                                                       \
+        const bool isFirst = error == 0 && isMadeFirst(ofKind);                                              \
+        noteWriting(ofKind, a, c);                                                                           \
+        if (ofKind == "close")                                                                               \
+            loseContent(int(a));                                                                             \
+        long result = isFirst ? real(a, b, c, d, e, f) : 0;                                                  \
+        if (result == -1 || fails(ofKind, size, error))                                                      \
             return -1;                                                                                       \
-        const long result = ofKind == "close" || ofKind == "sync" ? early : real(a, b, c, d, e, f);          \
+        if (!isFirst && ofKind != "sync")                                                                    \
+            result = real(a, b, c, d, e, f);                                                                 \
+        void *answer = reinterpret_cast<void *>(b); /* NOLINT(performance-no-int-to-ptr): an argument */     \
         if (ofKind == "list" && (plan->lacking & TypesInListings))                                           \
-            forgetTypes(b, result);                                                                          \
+            forgetTypes(static_cast<char *>(answer), result);                                                \
+        if (ofKind == "type" && (plan->lacking & Local))                                                     \
+            static_cast<struct statfs *>(answer)->f_type = FUSE_SUPER_MAGIC;                                 \
         return result;                                                                                       \
     }
 #define UNLESS(feature, isNeeded, error) (plan->lacking & (feature)) && (isNeeded) ? (error) : 0
@@ -108,12 +157,14 @@ INTERPOSE(faccessat, "stat", nullptr, UNLESS(NewCalls, d != 0, EPERM))
 INTERPOSE(mkdirat, "mkdir", nullptr, 0)
 INTERPOSE(linkat, "link", nullptr,
           (plan->lacking & HardLinks) ? EPERM : UNLESS(LinksToUnnamed, e != 0, EACCES))
-INTERPOSE(renameat, "rename", nullptr, 0)
-INTERPOSE(renameat2, "rename", nullptr,
-          (plan->lacking & NewCalls) ? EPERM : UNLESS(ExclusiveRename, e != 0, EINVAL))
+INTERPOSE(renameat, "rename", nullptr, UNLESS(ReplacingRename, true, renameError(c, d, 0)))
+INTERPOSE(renameat2, "rename", nullptr, renameError(c, d, e))
 INTERPOSE(unlinkat, "unlink", nullptr, 0)
 INTERPOSE(ioctl, "reflink", nullptr, 0)
-INTERPOSE(fsync, "sync", nullptr, 0)
+INTERPOSE(fsync, "sync", nullptr,
+          UNLESS(FolderSync, (::fcntl(int(a), F_GETFL) & O_TMPFILE) == O_DIRECTORY, EINVAL))
+INTERPOSE(sync, "sync", nullptr, 0)
+INTERPOSE(fstatfs64, "type", nullptr, 0)
 INTERPOSE(syncfs, "sync", nullptr, UNLESS(SyncOfAll, true, ENOSYS))
 INTERPOSE(fchmod, "chmod", nullptr, 0)
 INTERPOSE(ftruncate64, "chmod", nullptr, 0)

@@ -14,7 +14,10 @@ enum Feature {
     NewCalls = 32,
     LinksToUnnamed = 64,
     TypesInListings = 128,
-    Syncs = 256 // calls succeed, and do nothing
+    Syncs = 256, // calls succeed, and do nothing
+    FolderSync = 512,
+    ReplacingRename = 1024,
+    Local = 2048 // it says that it is in user space
 };
 
 // Beside the error numbers: a struck call transfers less than it was asked to, or kills the process.
@@ -29,6 +32,7 @@ struct Plan
     std::string_view kind;
     int error;
     bool isLasting; // the calls after the struck one fail too
+    bool isDone;    // what makes or removes a name does so, and is told to have failed
     unsigned lacking;
     long at;
     std::atomic<long> calls, struck;
@@ -39,6 +43,16 @@ struct Plan
 constexpr std::string_view kKinds[] = {"open",  "read", "write",    "list",   "copy",    "stat",
                                        "mkdir", "link", "rename",   "unlink", "reflink", "sync",
                                        "chmod", "seek", "readlink", "close"};
+
+inline bool changesNames(std::string_view kind)
+{
+    return kind == "link" || kind == "rename" || kind == "unlink" || kind == "mkdir";
+}
+
+inline bool transfers(std::string_view kind)
+{
+    return kind == "read" || kind == "write" || kind == "copy" || kind == "list";
+}
 
 inline Plan *plan = nullptr;
 

@@ -17,11 +17,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-QString text(const char *latin1)
-{
-    return QString::fromLatin1(latin1);
-}
-
 std::atomic<int> swaps{0};
 std::function<void()> afterListing;
 
@@ -103,13 +98,12 @@ private Q_SLOTS:
         QVERIFY(::getrlimit(RLIMIT_FSIZE, &small) == 0);
         small.rlim_cur = isMounted ? limit.rlim_cur : rlim_t{64} * 1024;
         ::setrlimit(RLIMIT_FSIZE, &small);
-        qputenv("TMPDIR", (tree.path() + text("/T")).toLocal8Bit());
+        const TemporaryFolder temporary(tree.path() + text("/T"));
         std::ofstream("T/old") << "old";
         for (const char *command :
              {"mv S/large T/l", "mv! S/large T/old", "tempcopy S/large", "copy S T", "move S T/M"})
             QVERIFY2(!run(text(command)), command);
         const QString left = Tree::describe("T");
-        ::setenv("TMPDIR", "/tmp", 1);
         ::setrlimit(RLIMIT_FSIZE, &limit);
         QVERIFY(!isMounted || ::umount("T") == 0);
         QCOMPARE(Tree::describe("S"), before);
@@ -119,7 +113,7 @@ private Q_SLOTS:
     void twoThousandTemporaryFoldersOfEightThreads()
     {
         const Tree tree(QString(), text("/dev/shm"));
-        qputenv("TMPDIR", tree.path().toLocal8Bit());
+        const TemporaryFolder temporary(tree.path());
         const auto descriptors = openDescriptors();
         std::atomic<int> made{0};
         const auto work = [&] {
@@ -138,14 +132,13 @@ private Q_SLOTS:
         QCOMPARE(made.load(), 2000);
         QCOMPARE(Tree::describe(), QCoreApplication::applicationName() + QLatin1Char('/'));
         QCOMPARE(openDescriptors(), descriptors);
-        ::setenv("TMPDIR", "/tmp", 1);
     }
 
     void aFolderWithoutAThreadDoesNotHangTheEnd()
     {
         const Tree tree(QString(), text("/dev/shm"));
         QVERIFY(::chmod(".", 0777) == 0);
-        qputenv("TMPDIR", tree.path().toLocal8Bit());
+        const TemporaryFolder temporary(tree.path());
         const pid_t child = ::fork();
         if (child == 0) {
             constexpr uid_t nobodyElse = 47114;
@@ -162,7 +155,6 @@ private Q_SLOTS:
         }
         int status = -1;
         QCOMPARE(::waitpid(child, &status, 0), child);
-        ::setenv("TMPDIR", "/tmp", 1);
         QCOMPARE(status, 0);
     }
 

@@ -9,7 +9,14 @@ using namespace TESCoreUtil;
 
 namespace {
 
-const QString untouched = QStringLiteral("untouched");
+const QString untouched = text("untouched");
+
+void addPaths(std::initializer_list<const char *> paths)
+{
+    QTest::addColumn<QString>("path");
+    for (const char *path : paths)
+        QTest::newRow(path) << text(path);
+}
 
 /// What a walk by Qt's own lists gives below a folder.
 QStringList filesBelow(const QDir &folder) // NOLINT(misc-no-recursion): three levels
@@ -29,15 +36,13 @@ class TestResources : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void cleanup() { QDir::setSearchPaths(QStringLiteral("both"), {}); }
+    void cleanup() { QDir::setSearchPaths(text("both"), {}); }
 
     void readersTakeWhatQFileTakes_data()
     {
-        QTest::addColumn<QString>("path");
-        for (const char *path : {":/docs/help.txt", ":docs/help.txt", ":/docs", ":/docs/", ":/none", ":",
-                                 ":/", ":real", "both:help.txt", "both:onDisk", "both:none", "both:B",
-                                 "other:help.txt", "x:real", "folder/both:help.txt"})
-            QTest::newRow(path) << QString::fromLatin1(path);
+        addPaths({":/docs/help.txt", ":docs/help.txt", ":/docs", ":/docs/", ":/none", ":", ":/", ":real",
+                  "both:help.txt", "both:onDisk", "both:none", "both:B", "other:help.txt", "x:real",
+                  "folder/both:help.txt"});
     }
 
     void readersTakeWhatQFileTakes()
@@ -45,8 +50,7 @@ private Q_SLOTS:
         QFETCH(QString, path);
         const Tree tree(QStringLiteral("folder/ folder/onDisk x:real :real other:help.txt both:none=1 "
                                        "folder/both:help.txt"));
-        QDir::setSearchPaths(QStringLiteral("both"),
-                             {tree.path() + QStringLiteral("/folder"), QStringLiteral(":/docs")});
+        QDir::setSearchPaths(text("both"), {tree.path() + text("/folder"), text(":/docs")});
         QFile opened(path);
         const bool isReadable = opened.open(QIODevice::ReadOnly);
         const QByteArray content = isReadable ? opened.readAll() : QByteArray();
@@ -80,16 +84,14 @@ private Q_SLOTS:
 
     void resourcesAreNotChanged_data()
     {
-        QTest::addColumn<QString>("path");
-        for (const char *path : {":/docs/help.txt", ":/docs", ":/none", ":", "both:help.txt"})
-            QTest::newRow(path) << QString::fromLatin1(path);
+        addPaths({":/docs/help.txt", ":/docs", ":/none", ":", "both:help.txt"});
     }
 
     void resourcesAreNotChanged()
     {
         QFETCH(QString, path);
-        const Tree tree(QStringLiteral("file"));
-        QDir::setSearchPaths(QStringLiteral("both"), {QStringLiteral(":/docs")});
+        const Tree tree(text("file"));
+        QDir::setSearchPaths(text("both"), {text(":/docs")});
         QFile opened(path);
         QVERIFY(!opened.open(QIODevice::WriteOnly));
         const QString expected = opened.errorString();
@@ -103,41 +105,38 @@ private Q_SLOTS:
         QCOMPARE(errors[3], opened.exists() ? (opened.remove(), opened.errorString()) : untouched);
         QCOMPARE(DeleteFolderAndFiles(path), !QFileInfo::exists(path));
         QCOMPARE(DeleteFolderContents(path), QDir(path).isEmpty());
-        const QString file = QStringLiteral("file");
-        QVERIFY(!RenameFile(path, QStringLiteral("new")));
+        const QString file = text("file");
+        QVERIFY(!RenameFile(path, text("new")));
         QVERIFY(!RenameFile(file, path, true));
         QVERIFY(!MoveFile(file, path, true));
-        QVERIFY(!MoveDirectory(path, QStringLiteral("new")));
-        QVERIFY(!MoveDirectoryQuick(path, QStringLiteral("new")));
+        QVERIFY(!MoveDirectory(path, text("new")));
+        QVERIFY(!MoveDirectoryQuick(path, text("new")));
         QVERIFY(!CopyDirectory(QDir(), path));
         QCOMPARE(Tree::describe(), file);
     }
 
     void aMoveCopiesAResource()
     {
-        const Tree tree(QStringLiteral("old folder/ link->old"));
-        const QString resource = QStringLiteral(":/docs/help.txt");
-        QVERIFY(!MoveFile(resource, QStringLiteral("old")));
-        QVERIFY(!MoveFile(resource, QStringLiteral("folder"), true));
-        QVERIFY(MoveFile(resource, QStringLiteral("new")));
-        QVERIFY(MoveFile(resource, QStringLiteral("old"), true));
-        QCOMPARE(Tree::describe(), QStringLiteral("folder/ link->old new=help\r\n old=help\r\n"));
+        const Tree tree(text("old folder/ link->old"));
+        const QString resource = text(":/docs/help.txt");
+        QVERIFY(!MoveFile(resource, text("old")));
+        QVERIFY(!MoveFile(resource, text("folder"), true));
+        QVERIFY(MoveFile(resource, text("new")));
+        QVERIFY(MoveFile(resource, text("old"), true));
+        QCOMPARE(Tree::describe(), text("folder/ link->old new=help\r\n old=help\r\n"));
         QVERIFY(QFile::exists(resource));
     }
 
     void treesOfResources_data()
     {
-        QTest::addColumn<QString>("path");
-        for (const char *path : {":/docs", ":/docs/B/", ":/none", ":/docs/help.txt", "both:B", "both:deep"})
-            QTest::newRow(path) << QString::fromLatin1(path);
+        addPaths({":/docs", ":/docs/B/", ":/none", ":/docs/help.txt", "both:B", "both:deep"});
     }
 
     void treesOfResources()
     {
         QFETCH(QString, path);
-        const Tree tree(QStringLiteral("disk/ disk/deep/ disk/deep/file"));
-        QDir::setSearchPaths(QStringLiteral("both"),
-                             {tree.path() + QStringLiteral("/disk"), QStringLiteral(":/docs")});
+        const Tree tree(text("disk/ disk/deep/ disk/deep/file"));
+        QDir::setSearchPaths(text("both"), {tree.path() + text("/disk"), text(":/docs")});
         const QStringList files = filesBelow(path);
         QCOMPARE(RecursiveGetFiles(path), files);
         QStringList expected;
@@ -147,33 +146,33 @@ private Q_SLOTS:
             for (auto slash = name.indexOf(QLatin1Char('/')); slash >= 0;
                  slash = name.indexOf(QLatin1Char('/'), slash + 1))
                 expected.append(name.left(slash + 1));
-            expected.append(name + (name == QLatin1String("file") ? QString() : QStringLiteral("=help\r\n")));
+            expected.append(name + (name == QLatin1String("file") ? QString() : text("=help\r\n")));
         }
         expected.removeDuplicates();
         expected.sort();
         QCOMPARE(getFileAndDirCount(path), int(expected.size()));
 
-        QVERIFY(CopyDirectory(path, QStringLiteral("copy/in")));
+        QVERIFY(CopyDirectory(path, text("copy/in")));
         QCOMPARE(Tree::describe("copy/in"), expected.join(QLatin1Char(' ')));
-        QCOMPARE(CopyDirectory(path, QStringLiteral("copy/in")), expected.isEmpty());
-        QVERIFY(QDir().mkdir(QStringLiteral("files")));
-        CopyFiles(path, QStringLiteral("files"));
+        QCOMPARE(CopyDirectory(path, text("copy/in")), expected.isEmpty());
+        QVERIFY(QDir().mkdir(text("files")));
+        CopyFiles(path, text("files"));
         QCOMPARE(Tree::describe("files"), expected.join(QLatin1Char(' ')));
     }
 
     void copyDirectoryStopsAtAFolderThatIsThere()
     {
-        const Tree tree(QStringLiteral("D/ D/B/"));
-        QVERIFY(!CopyDirectory(QDir(QStringLiteral(":/docs")), QDir(QStringLiteral("D"))));
-        QVERIFY(QDir(QStringLiteral("D/B")).isEmpty());
+        const Tree tree(text("D/ D/B/"));
+        QVERIFY(!CopyDirectory(QDir(text(":/docs")), QDir(text("D"))));
+        QVERIFY(QDir(text("D/B")).isEmpty());
     }
 
     void copyFilesGoesOnAndMakesItsDestinationWithTheFirstFolder()
     {
-        const Tree tree(QStringLiteral("taken/ taken/c.txt taken/B/ taken/B/own"));
-        CopyFiles(QStringLiteral(":/docs"), QStringLiteral("taken"));
-        CopyFiles(QStringLiteral(":/docs/B"), QStringLiteral("missing"));
-        CopyFiles(QStringLiteral(":/docs/B/deep"), QStringLiteral("never"));
+        const Tree tree(text("taken/ taken/c.txt taken/B/ taken/B/own"));
+        CopyFiles(text(":/docs"), text("taken"));
+        CopyFiles(text(":/docs/B"), text("missing"));
+        CopyFiles(text(":/docs/B/deep"), text("never"));
         QCOMPARE(
             Tree::describe(),
             QStringLiteral("missing/ missing/deep/ missing/deep/a.txt=help\r\n taken/ taken/.hidden=help\r\n "

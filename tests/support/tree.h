@@ -12,6 +12,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+inline QString text(const char *utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+
+/// Where another file system than that of the temporary folder is; null when there is none.
+inline QString otherFileSystem()
+{
+    struct stat here, there;
+    const bool isOther = ::stat(qPrintable(QDir::tempPath()), &here) == 0 &&
+                         ::stat("/dev/shm", &there) == 0 && here.st_dev != there.st_dev;
+    return isOther ? text("/dev/shm") : QString();
+}
+
 /// A folder tree in a temporary folder, made from a description and described again, with std::filesystem
 /// only. It is the working folder for as long as it exists. The words of a description:
 ///
@@ -20,7 +34,7 @@
 class Tree
 {
 public:
-    explicit Tree(const QString &description, const QString &where = QDir::tempPath())
+    explicit Tree(const QString &description = {}, const QString &where = QDir::tempPath())
         : m_folder((QFileInfo(where).isWritable() ? where : QDir::tempPath()) +
                    QStringLiteral("/tree-XXXXXX"))
     {
@@ -80,6 +94,20 @@ private:
     static constexpr std::size_t kLongest = 100; // content that is described as it is
 
     QTemporaryDir m_folder;
+};
+
+/// The system's temporary folder for as long as it exists.
+class TemporaryFolder
+{
+public:
+    explicit TemporaryFolder(const QString &path) : m_before(qgetenv("TMPDIR"))
+    {
+        qputenv("TMPDIR", QFile::encodeName(path));
+    }
+    ~TemporaryFolder() { m_before.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", m_before); }
+
+private:
+    const QByteArray m_before;
 };
 
 /// How many files and folders are open. Pipes are not counted: a sanitizer opens some when it looks up names.
