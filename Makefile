@@ -109,7 +109,6 @@ coverage: ## the lines of src/ that the tests reach, in build/coverage/report; d
 	tools/install-packages build translations coverage
 	rm -rf build/coverage # counters and notes of files that went would be counted as well
 	$(MAKE) test PRESETS=coverage
-	build/coverage/tests/faults # as a whole; ctest has the quick part
 	tools/coverage $(JOBS)
 
 fuzz: ## runs every fuzz target for SECONDS (60) each

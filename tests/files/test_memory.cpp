@@ -71,13 +71,13 @@ using namespace TESCoreUtil;
 
 namespace {
 
-const QString source = QStringLiteral("S");
-const QString target = QStringLiteral("D");
-const QString file = QStringLiteral("S/a");
-const QString taken = QStringLiteral("D/x");
-const QString fresh = QStringLiteral("D/new");
+const QString source = text("S");
+const QString target = text("D");
+const QString file = text("S/a");
+const QString taken = text("D/x");
+const QString fresh = text("D/new");
 const QByteArray bytes("a");
-const QString text = QStringLiteral("a");
+const QString letter = text("a");
 constexpr const char *codec = "ISO-8859-15";
 
 /// True for the right answer, false for a failure; there is no third.
@@ -108,9 +108,9 @@ const std::vector<Operation> &operations()
     static const std::vector<Operation> all = {
         {"ReadBinaryFile", [] { return answers(ReadBinaryFile(file), bytes); }},
         {"ReadUnicodeTextFile",
-         [] { return answers(ReadUnicodeTextFile(file, nullptr, codec, true), text); }},
+         [] { return answers(ReadUnicodeTextFile(file, nullptr, codec, true), letter); }},
         {"WriteBinaryFile", [] { return WriteBinaryFile(bytes, fresh); }},
-        {"WriteUnicodeTextFile", [] { return WriteUnicodeTextFile(text, fresh, nullptr, codec); }},
+        {"WriteUnicodeTextFile", [] { return WriteUnicodeTextFile(letter, fresh, nullptr, codec); }},
         {"ConvertLineEndings",
          [] { return answers(ConvertLineEndings(QStringLiteral("a\r\n")), QStringLiteral("a\n")); }},
         {"calcHashSum", [] { return calcHashSum(file).size() == 20; }},
@@ -119,7 +119,7 @@ const std::vector<Operation> &operations()
         {"GetUniqueFileName", [] { return answersPath(GetUniqueFileName(file)); }},
         {"GetUniqueSequentialFileName", [] { return answersPath(GetUniqueSequentialFileName(file)); }},
         {"GetNewTempFolderPath", [] { return answersPath(GetNewTempFolderPath(true)); }},
-        {"GetNewTempFilePath", [] { return answersPath(GetNewTempFilePath(text)); }},
+        {"GetNewTempFilePath", [] { return answersPath(GetNewTempFilePath(letter)); }},
         {"CreateTemporaryCopy", [] { return answersPath(CreateTemporaryCopy(file)); }},
         {"IsReadable", [] { return IsReadable(file); }},
         {"IsWritable", [] { return IsWritable(fresh); }},
@@ -158,11 +158,11 @@ private Q_SLOTS:
         // Qt 5 counts bytes in an int, its own header included; the memory for as much is refused.
         const bool isInt = sizeof(QByteArray().size()) < 8;
         const qint64 limit = isInt ? std::numeric_limits<int>::max() - 64 : Q_INT64_C(1) << 40;
-        const Tree tree(text);
+        const Tree tree(letter);
         for (const qint64 size : {limit - 1, limit, Q_INT64_C(5) << 30}) {
             QCOMPARE(::truncate("a", size), 0);
             QString error;
-            QVERIFY(ReadBinaryFile(text, &error).isNull());
+            QVERIFY(ReadBinaryFile(letter, &error).isNull());
             QCOMPARE(error, qt_error_string(isInt && size >= limit ? EFBIG : ENOMEM));
         }
         // A code unit takes four bytes at most.
@@ -170,7 +170,7 @@ private Q_SLOTS:
         for (const qint64 size : {4 * limitOfText + 3, 4 * limitOfText + 4}) {
             QCOMPARE(::truncate("a", size), 0);
             QString error;
-            QVERIFY(ReadUnicodeTextFile(text, &error).isNull());
+            QVERIFY(ReadUnicodeTextFile(letter, &error).isNull());
             QCOMPARE(error, qt_error_string(isInt && size > 4 * limitOfText + 3 ? EFBIG : ENOMEM));
         }
     }
@@ -191,11 +191,11 @@ private Q_SLOTS:
         QFETCH(bool, lasting);
         isLasting = lasting;
         const Operation &operation = operations()[std::size_t(index)];
-        QCoreApplication::setApplicationName(QStringLiteral("test"));
+        QCoreApplication::setApplicationName(text("test"));
         isUsedUp = true;
         long allocations = 0;
         for (; isUsedUp; ++allocations) {
-            const Tree tree(QStringLiteral("S/ S/a S/b/ S/b/c S/l->a D/ D/x"), QStringLiteral("/dev/shm"));
+            const Tree tree(text("S/ S/a S/b/ S/b/c S/l->a D/ D/x"), text("/dev/shm"));
             qputenv("TMPDIR", tree.path().toLocal8Bit());
             const auto open = openDescriptors();
             isUsedUp = false;
