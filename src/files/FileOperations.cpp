@@ -97,11 +97,17 @@ bool replaceByFolder(const Entry &from, At to)
     return false;
 }
 
-/// Whether a rename will do: where it reaches the disk by halves, a second name is safer for a file that can
-/// have one.
-bool mayRename(const struct stat &own, At to)
+/// Gives a file that is to be moved to `to` its new name by `rename`, or moves it as from another file
+/// system: also where a rename reaches the disk by halves, unless that has no room for a copy.
+template <typename Rename>
+Result renameOrMove(At from, const struct stat &own, At to, Existing existing, Rename rename)
 {
-    return !S_ISREG(own.st_mode) || own.st_nlink > 1 || !renamesByHalves(to.dirfd);
+    const bool isByHalves = S_ISREG(own.st_mode) && own.st_nlink == 1 && renamesByHalves(to.dirfd);
+    const Result renamed = isByHalves ? Result(EXDEV) : rename();
+    if (renamed.error() != EXDEV)
+        return renamed;
+    const Result moved = moveFile(from, to, existing, IfSourceStays::Fails);
+    return isByHalves && isFull(moved) ? rename() : moved;
 }
 
 /// Puts `from`, whose own status is `own`, in the place of the existing file `to`, whose own is `old`.
@@ -118,9 +124,8 @@ bool replaceEntry(const QByteArray &fromPath, const Entry &from, const struct st
         return bool(unlink(from.at()));
     struct stat folder;
     const bool isNear = ::fstat(to.at().dirfd, &folder) == 0 && folder.st_dev == own.st_dev;
-    const Result renamed = isNear && mayRename(own, to.at()) ? renameOver(from.at(), to.at()) : Result(EXDEV);
-    return renamed || (renamed.error() == EXDEV &&
-                       moveFile(from.at(), to.at(), Existing::Replace, IfSourceStays::Fails));
+    return bool(renameOrMove(from.at(), own, to.at(), Existing::Replace,
+                             [&] { return isNear ? renameOver(from.at(), to.at()) : Result(EXDEV); }));
 }
 
 /// Whether the folder has an entry that is spelled in just this way. True too when that is unknown.
@@ -160,9 +165,8 @@ bool renameFile(const QByteArray &fromPath, const QByteArray &toPath, bool overw
         return bool(rename(from.at(), to.at()));
     if (isTaken)
         return overwrite && linkStatus(to.at(), &old) && replaceEntry(fromPath, from, own, to, old);
-    const Result renamed = mayRename(own, to.at()) ? renameExclusively(from.at(), to.at()) : Result(EXDEV);
-    return renamed ||
-           (renamed.error() == EXDEV && moveFile(from.at(), to.at(), Existing::Keep, IfSourceStays::Fails));
+    return bool(renameOrMove(from.at(), own, to.at(), Existing::Keep,
+                             [&] { return renameExclusively(from.at(), to.at()); }));
 }
 
 bool copyAndRemove(const QByteArray &fromPath, const QByteArray &toPath, bool overwrite)

@@ -160,20 +160,21 @@ public:
     const Durability &durability() const { return m_durability; }
 
     /// Stages the file on which `walk` stands.
-    bool add(const TreeWalk &walk, bool mayLink, int targetDirfd)
+    Result add(const TreeWalk &walk, bool mayLink, int targetDirfd)
     {
         if (m_files.empty()) {
             m_source = openFolder({walk.dirfd(), "."}, Links::NoFollow, Access::Fill);
             m_target = openFolder({targetDirfd, "."}, Links::NoFollow, Access::Fill);
         }
-        if (!m_durability.result() || !m_source.isOpen() || !m_target.isOpen())
-            return false;
+        for (const Result &ready : {m_durability.result(), m_source.result(), m_target.result()})
+            if (!ready)
+                return ready;
         m_files.push_back({walk.name(), {}});
         File &file = m_files.back();
-        if (stageFile(walk, mayLink, to(file), m_stage, file.staged))
-            return true;
-        m_files.pop_back();
-        return false;
+        const Result staged = stageFile(walk, mayLink, to(file), m_stage, file.staged);
+        if (!staged)
+            m_files.pop_back();
+        return staged;
     }
 
     /// Removes the sources once all is durable. What stays in its old place is taken back. Whether
@@ -253,9 +254,15 @@ bool moveQuickly(const QByteArray &from, const QByteArray &to)
             isDone = files.commit();
             isDone = target.make(walk) && target.enter(walk, Links::NoFollow) && isDone;
         } else if (walk.isFile()) {
-            const Result moved =
-                mayRename ? renameExclusively(walk.entry(), {target.dirfd(), walk.name()}) : Result(EXDEV);
-            isDone = moved || (moved.error() == EXDEV && files.add(walk, !mayRename, target.dirfd()));
+            const auto rename = [&] {
+                return renameExclusively(walk.entry(), {target.dirfd(), walk.name()});
+            };
+            Result moved = mayRename ? rename() : Result(EXDEV);
+            if (moved.error() == EXDEV)
+                moved = files.add(walk, !mayRename, target.dirfd());
+            if (!mayRename && isFull(moved))
+                moved = rename();
+            isDone = bool(moved);
         }
         isComplete = isComplete && isDone;
     }

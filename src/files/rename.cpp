@@ -138,6 +138,11 @@ bool isUnsupported(Result failure)
     return std::find(std::begin(reasons), std::end(reasons), failure.error()) != std::end(reasons);
 }
 
+bool isFull(Result failure)
+{
+    return failure.error() == ENOSPC || failure.error() == EDQUOT;
+}
+
 bool isLocal(int dirfd)
 {
     // linux/magic.h names only some of those that others serve.
@@ -150,10 +155,10 @@ bool isLocal(int dirfd)
 bool renamesByHalves(int dirfd)
 {
     constexpr unsigned minix = 0x137f, minixLong = 0x138f, minix2 = 0x2468, minix2Long = 0x2478,
-                       minix3 = 0x4d5a, extended = 0xef53;
+                       minix3 = 0x4d5a, fat = 0x4d44, exfat = 0x2011bab0, extended = 0xef53;
     const unsigned type = typeOf(dirfd);
     if (type != extended)
-        return isOneOf(type, {minix, minixLong, minix2, minix2Long, minix3});
+        return isOneOf(type, {minix, minixLong, minix2, minix2Long, minix3, fat, exfat});
     // One number stands for ext2, ext3 and ext4. ext2 keeps no times of birth; what else keeps none, only the
     // mount tells.
     struct statx born;

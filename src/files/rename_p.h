@@ -27,9 +27,12 @@ bool isCertainlyUndone(Result failure);
 /// Whether the file system of an open folder is this machine's own: what is seen of it then is what there is.
 bool isLocal(int dirfd);
 
-/// Whether the file system writes a rename to the disk by halves, so that a power cut may leave neither name,
-/// and has links, by which a file can move instead: ext2 and minix. (FAT does so, too, and has none.)
+/// Whether the file system writes a rename to the disk by halves, so that a power cut may leave neither name:
+/// ext2 and minix, where a second name is safer, and FAT, where only a copy is.
 bool renamesByHalves(int dirfd);
+
+/// Whether a failure says that there is no room.
+bool isFull(Result failure);
 
 /// Whether a failure says that the file system, or a filter of system calls, has no such operation, so that
 /// another way may lead on.

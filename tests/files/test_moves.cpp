@@ -8,12 +8,35 @@
 
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <linux/magic.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
+#include <sys/syscall.h>
+#include <sys/vfs.h>
 #include <sys/xattr.h>
 
 using namespace TESCoreUtil;
 namespace fs = std::filesystem;
+
+namespace {
+
+bool playsFat = false; // which has no links, and writes the halves of a rename in any order
+
+} // namespace
+
+// Both stand before the C library's.
+extern "C" int fstatfs(int fd, struct statfs *info) noexcept
+{
+    const int result = int(::syscall(SYS_fstatfs, fd, info));
+    info->f_type = playsFat ? MSDOS_SUPER_MAGIC : info->f_type;
+    return result;
+}
+
+extern "C" int linkat(int fromDirfd, const char *from, int toDirfd, const char *to, int flags) noexcept
+{
+    errno = EPERM;
+    return playsFat ? -1 : int(::syscall(SYS_linkat, fromDirfd, from, toDirfd, to, flags));
+}
 
 namespace {
 
@@ -204,11 +227,15 @@ private Q_SLOTS:
         std::ofstream("T/f") << "f";
         isMoved = isMoved && run(text("mv! T/c T/f"));
         const auto sizeOfF = fs::file_size("T/f");
+        playsFat = true;
+        for (const char *command : {"rename T/e T/D/n/g", "quick T/D T/h", "rename! T/h/n/g T/f"})
+            isMoved = isMoved && run(text(command));
+        playsFat = false;
         const QString left = Tree::describe("T");
         QVERIFY(::umount("T") == 0);
         QVERIFY(isMoved);
         QCOMPARE(sizeOfF, 500'000U);
-        QCOMPARE(left.count(QLatin1Char(' ')), 3); // D/ D/n/ e=... f=...
+        QCOMPARE(left.section(QLatin1Char('='), 0, 0) + left.right(8), text("D/ D/n/ f h/ h/n/"));
     }
 
     void holesStayHolesOnAnotherDisk()
