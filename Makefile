@@ -67,7 +67,7 @@ check: ## builds and passes the tests of what is shipped, the release build; min
 ci: check-tests check-sanitizers lint check-abi docs ## what continuous integration runs after check; half an hour (QT=)
 	@echo "make ci: $^ pass. make check-all adds what takes longer."
 
-check-all: ci coverage check-arch check-deb check-faults check-power fuzz bench ## ci, and what takes longer
+check-all: ci coverage check-arch check-deb check-faults check-filesystems check-power fuzz bench ## ci, and what takes longer
 
 # Debug and release, GCC and Clang, Qt 5 and Qt 6; Clang's debug builds are the sanitizers'.
 check-tests: ## the tests in debug and release builds (QT=)
