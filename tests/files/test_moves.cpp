@@ -61,7 +61,7 @@ mode_t modeOf(const std::string &path)
 class Attribute
 {
 public:
-    Attribute(const char *path, long flag) : m_fd(::open(path, O_RDONLY)) { set(flag); }
+    Attribute(const char *path, int flag) : m_fd(::open(path, O_RDONLY)) { set(flag); }
     ~Attribute()
     {
         set(0);
@@ -70,7 +70,8 @@ public:
     bool isSet() const { return m_isSet; }
 
 private:
-    void set(long flag) { m_isSet = ::ioctl(m_fd, FS_IOC_SETFLAGS, &flag) == 0; }
+    // The kernel's header says `long`, the kernel reads an int: which half that is depends on the byte order.
+    void set(int flag) { m_isSet = ::ioctl(m_fd, FS_IOC_SETFLAGS, &flag) == 0; }
     const int m_fd;
     bool m_isSet = false;
 };
