@@ -230,10 +230,10 @@ private Q_SLOTS:
     void aSlowTerminalGetsAllOfIt()
     {
         const Descriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
-        const char *name = ::ptsname(terminal.get());
+        char name[64];
         QVERIFY(::grantpt(terminal.get()) == 0);
         QVERIFY(::unlockpt(terminal.get()) == 0);
-        QVERIFY(name != nullptr);
+        QCOMPARE(::ptsname_r(terminal.get(), name, sizeof name), 0);
         const Descriptor other(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
         termios settings;
         QCOMPARE(::tcgetattr(other.get(), &settings), 0);
