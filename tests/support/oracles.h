@@ -61,13 +61,12 @@ inline QString convertLineEndings(QString text)
 /// The first and the last id that a piece of a text of ids names; the first is larger when it names none.
 inline QPair<int, int> idRange(const QString &piece)
 {
-    bool firstOk = false, lastOk = false;
-    const auto dash = piece.indexOf(QLatin1Char('-'));
     const QStringView view(piece);
+    const auto dash = view.indexOf(QLatin1Char('-'));
+    bool firstOk = false, lastOk = dash < 0;
     const int first = TesCoreBase::toInt(dash < 0 ? view : view.left(dash), &firstOk);
     const int last = dash < 0 ? first : TesCoreBase::toInt(view.mid(dash + 1), &lastOk);
-    const bool isReadable = firstOk && (dash < 0 || lastOk) && first >= 0;
-    return isReadable ? qMakePair(first, last) : qMakePair(1, 0);
+    return firstOk && lastOk && first >= 0 ? qMakePair(first, last) : qMakePair(1, 0);
 }
 
 inline QSet<int> splitToIds(const QString &text)
