@@ -1,8 +1,7 @@
 #ifndef TESCORE_FUZZ_H
 #define TESCORE_FUZZ_H
 
-#include <QByteArray>
-#include <QList>
+#include <QByteArrayList>
 #include <QString>
 
 #include <cstdlib>
@@ -14,15 +13,14 @@ inline void require(bool holds)
         std::abort();
 }
 
-/// The fuzzer's bytes taken apart into fields, which the byte 0xFF separates.
+/// The fuzzer's bytes, taken apart into fields, which the byte 0xFF separates.
 class Fields
 {
 public:
-    Fields(const unsigned char *data, std::size_t size)
-        : m_fields(QByteArray::fromRawData(reinterpret_cast<const char *>(data), int(size)).split('\xff'))
-    {
-    }
+    explicit Fields(const QByteArray &bytes) : m_fields(bytes.split('\xff')) {}
 
+    /// All that is left.
+    QByteArray rest() const { return m_fields.join('\xff'); }
     QByteArray bytes() { return m_fields.isEmpty() ? QByteArray() : m_fields.takeFirst(); }
 
     /// A field as text. One that begins with a NUL is taken as UTF-16 code units, so that broken pairs occur
@@ -42,8 +40,11 @@ public:
     bool isEmpty() const { return m_fields.isEmpty(); }
 
 private:
-    QList<QByteArray> m_fields;
+    QByteArrayList m_fields;
 };
+
+/// What each program defines: it does something with the fields and requires what has to hold.
+void check(Fields fields);
 
 /// Whether the text has no unpaired surrogate, which no encoding can hold.
 inline bool isWellFormed(const QString &text)

@@ -23,14 +23,11 @@ QString value(const QStringList &arguments, QString name)
     return name.startsWith(QLatin1String("--")) ? QString() : value(arguments, QLatin1Char('-') + name);
 }
 
-bool startsWith(const QStringList &arguments, QString prefix)
+bool startsWith(const QStringList &arguments, const QString &prefix)
 {
-    prefix = prefix.toLower();
-    for (const QString &argument : arguments) {
-        const QString lowered = argument.toLower();
-        if (lowered.startsWith(prefix))
+    for (const QString &argument : arguments)
+        if (argument.toLower().startsWith(prefix.toLower()))
             return true;
-    }
     return !prefix.startsWith(QLatin1String("--")) && startsWith(arguments, QLatin1Char('-') + prefix);
 }
 
@@ -45,9 +42,8 @@ bool contains(const QStringList &arguments, const QString &name)
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
+void check(Fields fields)
 {
-    Fields fields(data, size);
     const QString name = fields.text();
     QList<QByteArray> words{QByteArrayLiteral("/opt/app/bin/app")};
     while (!fields.isEmpty())
@@ -60,14 +56,13 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t siz
     const QCoreApplication application(count, pointers.data());
 
     const QStringList arguments = QCoreApplication::arguments();
-    const QString found = TESCoreApp::appArgValue(name);
-    require(found == value(arguments, name) && found.isNull() == value(arguments, name).isNull());
-    require(TESCoreApp::appArgValue(name, QStringLiteral("else")) ==
-            (found.isEmpty() ? QStringLiteral("else") : found));
+    const QString found = TESCoreApp::appArgValue(name), expected = value(arguments, name);
+    require(found == expected && found.isNull() == expected.isNull());
+    const QString otherwise = QStringLiteral("else");
+    require(TESCoreApp::appArgValue(name, otherwise) == (found.isEmpty() ? otherwise : found));
     bool ok = false;
     const int number = found.toInt(&ok);
     require(TESCoreApp::appArgInt(name, 7) == (ok ? number : 7));
     require(TESCoreApp::appArgStartsWith(name) == startsWith(arguments, name));
     require(TESCoreApp::appArgContains(name) == contains(arguments, name));
-    return 0;
 }

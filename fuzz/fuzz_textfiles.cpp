@@ -9,20 +9,19 @@
 
 #include <unistd.h>
 
-// The first field names a codec by its place in the list, the second is the text to write, and also a file to
-// read.
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
+// The first field names a codec by its place in the list, the second is a text to write, and all from there
+// on a file to read.
+void check(Fields fields)
 {
     static const QString path = QStringLiteral("/dev/shm/tescore-fuzz-%1").arg(::getpid());
     static const QList<QByteArray> codecs = QTextCodec::availableCodecs();
-    Fields fields(data, size);
     const QByteArray &name = codecs.at(int(unsigned(fields.number()) % unsigned(codecs.size())));
-    const QByteArray raw = QByteArray(reinterpret_cast<const char *>(data), int(size));
+    const QByteArray raw = fields.rest();
     const QString text = fields.text();
 
     QString error;
-    require(TESCoreUtil::WriteBinaryFile(raw, path, &error) &&
-            TESCoreUtil::ReadBinaryFile(path, &error) == raw);
+    require(TESCoreUtil::WriteBinaryFile(raw, path, &error));
+    require(TESCoreUtil::ReadBinaryFile(path, &error) == raw);
     require(TESCoreUtil::calcHashSum(path) == QCryptographicHash::hash(raw, QCryptographicHash::Sha1));
     const QString read = TESCoreUtil::ReadUnicodeTextFile(path, &error, name.constData(), false);
     require(!read.isNull());
@@ -37,5 +36,4 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t siz
         !text.startsWith(QChar::ByteOrderSwapped) && !text.contains(QChar::Null))
         require(TESCoreUtil::ReadUnicodeTextFile(path, &error, name.constData(), false) == text);
     require(error.isEmpty());
-    return 0;
 }
