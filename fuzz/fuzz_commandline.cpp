@@ -25,9 +25,11 @@ QString value(const QStringList &arguments, QString name)
 
 bool startsWith(const QStringList &arguments, const QString &prefix)
 {
-    for (const QString &argument : arguments)
-        if (argument.toLower().startsWith(prefix.toLower()))
+    for (const QString &argument : arguments) {
+        const QString lowered = argument.toLower();
+        if (lowered.startsWith(prefix.toLower()))
             return true;
+    }
     return !prefix.startsWith(QLatin1String("--")) && startsWith(arguments, QLatin1Char('-') + prefix);
 }
 

@@ -94,7 +94,7 @@ class TestText : public QObject
     const int m_wrongFirstUses = countWrongFirstUses();
 
 private Q_SLOTS:
-    void firstUseIsSafeFromManyThreads() { QCOMPARE(m_wrongFirstUses, 0); }
+    void firstUseIsSafeFromManyThreads() const { QCOMPARE(m_wrongFirstUses, 0); }
 
     void removeGivesWhatTheStepsGive()
     {

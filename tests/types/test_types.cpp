@@ -144,7 +144,7 @@ private Q_SLOTS:
             QCOMPARE(TUuid::toStringListNoBraces({id, null}, upperCase), texts);
             QCOMPARE(TUuid::toStringNoBraces(QList<QUuid>{id, null}, upperCase), texts);
             const QString braced = s("{%1}").arg(text);
-            QCOMPARE(TUuid::toStringList({id, null}, upperCase).first(), braced);
+            QCOMPARE(TUuid::toStringList({id, null}, upperCase).value(0), braced);
             QCOMPARE(TUuid::toUuidList({braced, s("none"), text, s("{") + text, text + s(", old"),
                                         s(" ") + text, QString(text).remove(QLatin1Char('-'))}),
                      (QList<QUuid>{id, null, id, id, id, null, null}));
