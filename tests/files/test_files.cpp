@@ -4,6 +4,7 @@
 #include "support/tree.h"
 
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QTest>
 #include <QThreadPool>
 
@@ -61,124 +62,21 @@ private Q_SLOTS:
         QTest::addColumn<QString>("command");
         QTest::addColumn<bool>("result");
         QTest::addColumn<QString>("after");
-        const auto row = [](const char *name, const char *before, const char *command, bool result,
-                            const char *after = nullptr) {
-            QStringList expected = QString::fromLatin1(after ? after : before).split(QLatin1Char(' '));
-            expected.sort();
-            QTest::newRow(name) << QString::fromLatin1(before) << QString::fromLatin1(command) << result
-                                << expected.join(QLatin1Char(' '));
-        };
-
-        row("a file is deleted", "a b", "unlink a", true, "b");
-        row("nothing to delete is success", "b", "unlink a", true);
-        row("a folder is no file to delete", "a/", "unlink a", false);
-        row("a dangling link is nothing to delete", "a->gone", "unlink a", true);
-        row("deleting a link keeps its target", "a->t t", "unlink a", true, "t");
-
-        row("a file is renamed", "a", "rename a b", true, "b=a");
-        row("a folder is renamed", "a/ a/x", "rename a b", true, "b/ b/x");
-        row("a link is renamed as a link", "a->t t", "rename a b", true, "b->t t");
-        row("a missing source is not renamed", "b", "rename! a b", false);
-        row("a rename does not overwrite", "a b", "rename a b", false);
-        row("a rename overwrites when told", "a b", "rename! a b", true, "b=a");
-        row("a rename does not replace a folder", "a b/", "rename! a b", false);
-        row("a rename does not replace a dangling link", "a b->gone", "rename! a b", false);
-        row("a rename replaces a link, not its target", "a b->t t", "rename! a b", true, "b=a t");
-        row("a folder replaces a file", "a/ a/x b", "rename! a b", true, "b/ b/x");
-        row("a folder named with a slash replaces a file", "a/ a/x b", "rename! ./a/ b", true, "b/ b/x");
-        row("a folder does not replace a file of its own", "a/ a/x", "rename! a a/x", false);
-        row("a folder does not move into itself", "a/", "rename a a/x", false);
-        row("a file renamed onto itself survives", "a", "rename! a ./a", false);
-        row("a link does not replace its target", "a->b b", "rename! a b", false);
-        row("a link does not replace a link on its way", "a->b b->c c", "rename! a b", false);
-        row("a link may replace another to its target", "a->c b->c c", "rename! a b", true, "b->c c");
-
-        row("a file is moved", "a", "mv a b", true, "b=a");
-        row("a move does not overwrite", "a b", "mv a b", false);
-        row("a move overwrites when told", "a b", "mv! a b", true, "b=a");
-        row("a move copies what a link leads to", "a->t t", "mv a b", true, "b=t t");
-        row("a move of a link does not replace its target", "a->b b", "mv! a b", false);
-        row("a file moved onto itself survives", "a", "mv! a a", false);
-        row("a move does not replace a folder", "a b/", "mv! a b", false);
-        row("a folder is no file to move", "a/ b", "mv! a b", false);
-        row("a FIFO is no file to move", "a| b", "mv! a b", false);
-        row("a failed move keeps the destination", "a->gone b", "mv! a b", false);
-        row("a move to a name that only a folder may have", "a", "mv a b/", false);
-
-        row("quick: files go, folders stay", "S/ S/a S/b/ S/b/c", "quick S D", true,
-            "D/ D/a D/b/ D/b/c S/ S/b/");
-        row("quick: taken names stay", "S/ S/a=1 S/b D/ D/a=2", "quick S D", false, "D/ D/a=2 D/b S/ S/a=1");
-        row("quick: a taken folder is skipped whole", "S/ S/a/ S/a/x S/b D/ D/a/", "quick S D", false,
-            "D/ D/a/ D/b S/ S/a/ S/a/x");
-        row("quick: missing parents are made", "S/ S/a", "quick S D/e/f", true, "D/ D/e/ D/e/f/ D/e/f/a S/");
-        row("quick: hidden and special entries stay", "S/ S/.h S/p| S/l->gone", "quick S D", true,
-            "D/ S/ S/.h S/l->gone S/p|");
-        row("quick: a cycle is told", "S/ S/a S/l->.", "quick S D", false, "D/ D/a D/l/ S/ S/l->.");
-        row("quick: not into itself", "S/ S/a", "quick S S/b", false);
-        row("quick: up to its parent", "P/ P/S/ P/S/a", "quick P/S P", true, "P/ P/S/ P/a");
-
-        row("move: a new destination", "S/ S/a S/b/ S/b/c", "move S D", true, "D/ D/a D/b/ D/b/c");
-        row("move: what was there is replaced", "S/ S/a D/ D/x D/.h", "move S D", true, "D/ D/.h D/a");
-        row("move: hidden entries stay", "S/ S/a S/b/ S/b/.h", "move S D", false,
-            "D/ D/a D/b/ S/ S/b/ S/b/.h");
-        row("move: links give their content and go", "S/ S/l->../T S/f->../T/x T/ T/x", "move S D", true,
-            "D/ D/f=x D/l/ D/l/x T/ T/x");
-        row("move: a linked source goes as a link", "S->T T/ T/x", "move S D", true, "D/ D/x T/ T/x");
-        row("move: no source, nothing touched", "D/ D/x", "move S D", false);
-        row("move: a folder on the way that is not there is not made", "S/ S/a", "move S no/../D", true,
-            "D/ D/a");
-        row("copy: a folder on the way that is not there is not made", "S/ S/a", "copy S no/./../x/../D",
-            true, "D/ D/a S/ S/a");
-        row("move: onto itself", "S/ S/a", "move S S", false);
-        row("move: onto itself by another path", "S/ S/a l->S", "move S l/../S/", false);
-        row("move: into itself through a link", "S/ S/b/ l->S/b", "move S l/new", false);
-        row("move: onto its parent", "P/ P/S/ P/S/a P/x", "move P/S P", false);
-        row("move: an empty destination path", "S/ S/a", "move S ", false);
-        row("move: an empty source path", "S/ S/a", "move  S", false);
-        row("move: a cycle fails before anything goes", "S/ S/a S/l->.", "move S D", false,
-            "D/ D/l/ S/ S/a S/l->.");
-        row("move: a linked destination is left alone", "S/ S/a D->T T/ T/x", "move S D", false);
-
-        row("copy: a tree", "S/ S/a S/b/ S/b/c S/.h", "copy S D", true,
-            "D/ D/a D/b/ D/b/c S/ S/.h S/a S/b/ S/b/c");
-        row("copy: a missing source makes the destination", "x", "copy S D", true, "D/ x");
-        row("copy: a taken name stops it", "S/ S/a S/b=1 S/c D/ D/b=2", "copy S D", false,
-            "D/ D/a D/b=2 S/ S/a S/b=1 S/c");
-        row("copy: a taken folder stops it", "S/ S/a/ D/ D/a/", "copy S D", false);
-        row("copy: a link to a FIFO cannot be copied", "S/ S/l->../p p|", "copy S D", false,
-            "D/ S/ S/l->../p p|");
-        row("copy: not into itself", "S/ S/a", "copy S S/b/c", false);
-        row("copy: the destination is not entered by a link", "P/ P/S/ P/S/up->.. P/D/", "copy P/S P/D",
-            false, "P/ P/D/ P/D/up/ P/D/up/D/ P/S/ P/S/up->..");
-
-        row("copyfiles: nothing is overwritten", "S/ S/a=1 S/b D/ D/a=2", "copyfiles S D", true,
-            "D/ D/a=2 D/b S/ S/a=1 S/b");
-        row("copyfiles: the first folder makes the destination", "S/ S/a S/b/ S/b/x S/c", "copyfiles S D",
-            true, "D/ D/b/ D/b/x D/c S/ S/a S/b/ S/b/x S/c");
-        row("copyfiles: folders merge", "S/ S/b/ S/b/x D/ D/b/ D/b/y", "copyfiles S D", true,
-            "D/ D/b/ D/b/x D/b/y S/ S/b/ S/b/x");
-        row("copyfiles: goes on after a cycle", "S/ S/l->. S/z D/", "copyfiles S D", true,
-            "D/ D/l/ D/z S/ S/l->. S/z");
-        row("copyfiles: a link back ends it", "S/ S/a/ S/a/b/ S/a/b/x D/ D/a->../S/a/b", "copyfiles S D",
-            true, "D/ D/a->../S/a/b S/ S/a/ S/a/b/ S/a/b/b/ S/a/b/x");
-        row("copyfiles: through a link in a circle", "S/ S/b/ S/b/f D/ D/b->.", "copyfiles S D", true,
-            "D/ D/b->. D/f S/ S/b/ S/b/f");
-        row("copyfiles: not into itself", "S/ S/a/", "copyfiles S S/a", true);
-
-        row("delete: a tree", "S/ S/a S/b/ S/b/c x", "delete S", true, "x");
-        row("delete: nothing", "x", "delete S", true);
-        row("delete: an empty path", "x", "delete ", true);
-        row("delete: a file is kept", "S", "delete S", false);
-        row("delete: hidden entries stay", "S/ S/a S/b/ S/b/.h S/c", "delete S", false, "S/ S/b/ S/b/.h S/c");
-        row("delete: a linked folder goes as a link", "S->T T/ T/x", "delete S/", true, "T/ T/x");
-        row("delete: links inside go as links", "S/ S/l->../T S/f->../T/x T/ T/x", "delete S", true,
-            "T/ T/x");
-        row("delete: a dangling link stays", "S/ S/l->gone", "delete S", false);
-        row("delete: a FIFO stays", "S/ S/p|", "delete S", false);
-        row("empty: the folder stays", "S/ S/a S/b/ S/b/c", "empty S", true, "S/");
-        row("empty: a missing folder", "x", "empty S", true);
-        row("empty: an empty path is refused", "x", "empty ", false);
-        row("empty: what is behind a link stays", "S->T T/ T/x", "empty S", false);
+        static const QRegularExpression form(text(R"(^(.+): \[(.*?)\] (.*) = (true|false)(?: \[(.*)\])?$)"));
+        QFile table(text(":/operations.txt"));
+        QVERIFY(table.open(QIODevice::ReadOnly));
+        const QStringList lines = QString::fromUtf8(table.readAll()).split(QLatin1Char('\n'));
+        for (const QString &line : lines) {
+            if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
+                continue;
+            const auto row = form.match(line);
+            QVERIFY2(row.hasMatch(), qPrintable(line));
+            QStringList after = row.captured(row.lastCapturedIndex() == 5 ? 5 : 2).split(QLatin1Char(' '));
+            after.sort();
+            QTest::newRow(qPrintable(row.captured(1)))
+                << row.captured(2) << row.captured(3) << (row.captured(4) == text("true"))
+                << after.join(QLatin1Char(' '));
+        }
     }
 
     void operations()
