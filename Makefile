@@ -78,9 +78,8 @@ check-sanitizers: ## the tests under ASan, UBSan and TSan (QT=)
 
 check-faults: ## fails, and kills at, every system call of the file operations; races; a few minutes
 	tools/install-packages build translations
-	$(call build,release,--target faults test_hostile)
+	$(call build,release,--target faults)
 	build/release/tests/faults
-	DELETIONS=20000 build/release/tests/test_hostile
 
 check-filesystems: ## the tests of the files module on ext4, XFS, btrfs, overlayfs, exFAT, NTFS, bindfs and sshfs; as root
 	tools/install-packages build translations filesystems

@@ -25,6 +25,8 @@
 
 using Words = QSet<QString>;
 
+namespace fs = std::filesystem;
+
 namespace {
 
 constexpr unsigned kSecondsToHang = 20;
@@ -133,6 +135,55 @@ bool moveTrustingly()
            copy.write(source.readAll()) >= 0 && source.remove();
 }
 
+/// A deletion that trusts what it has seen.
+bool deleteTrustingly(const fs::path &folder) // NOLINT(misc-no-recursion): as deep as the trees here
+{
+    std::error_code isGone;
+    for (const auto &entry : fs::directory_iterator(folder, isGone))
+        entry.is_directory() && !entry.is_symlink() ? deleteTrustingly(entry)
+                                                    : ::unlinkat(AT_FDCWD, entry.path().c_str(), 0) == 0;
+    return ::unlinkat(AT_FDCWD, folder.c_str(), AT_REMOVEDIR) == 0;
+}
+
+long callsToSwap = 0;
+fs::path swapped;
+
+void swapAtCall(std::string_view, const char *)
+{
+    if (callsToSwap-- == 0)
+        ::renameat2(AT_FDCWD, swapped.c_str(), AT_FDCWD, "link", RENAME_EXCHANGE);
+}
+
+/// Runs a command that removes "S" again and again. Each time somebody swaps a folder in it for a link that
+/// leads outside, one call later. How often that cost something outside.
+int lostToSwaps(const char *command)
+{
+    int lost = 0;
+    long swaps = 0;
+    for (const int depth : {0, 1, 2, 5}) {
+        bool isSwapped = true;
+        for (long at = 0; isSwapped; ++at, ++swaps) {
+            const Tree tree(text("o/ o/a o/b/ o/b/c link->o"), text("/dev/shm"));
+            swapped = "S";
+            for (int i = 0; i < depth; ++i)
+                swapped /= "b";
+            fs::create_directories(swapped / "b");
+            for (const char *name : {"a", "b/c"})
+                std::ofstream(swapped / name) << name;
+            callsToSwap = at;
+            plan->hearsAll = true;
+            plan->atCall = swapAtCall;
+            command ? run(text(command)) : deleteTrustingly("S");
+            plan->atCall = nullptr;
+            isSwapped = callsToSwap < 0;
+            lost += Tree::describe("o") != text("a b/ b/c");
+        }
+    }
+    std::printf("%s: %ld swaps, outside %d times something is lost\n",
+                command ? command : "a trusting deletion", swaps, lost);
+    return lost;
+}
+
 /// The entries in the working folder and on the other file system. Names that change from run to run are made
 /// equal.
 Words wordsOnDisk()
@@ -159,12 +210,12 @@ Words contentsOf(const Words &words)
 
 void fill()
 {
-    for (const auto &entry : std::filesystem::recursive_directory_iterator(".")) {
+    for (const auto &entry : fs::recursive_directory_iterator(".")) {
         const std::string name = entry.path().filename();
         if (name == "big" || name == "holes")
             std::ofstream(entry.path()) << bigContent().toStdString();
         if (name == "holes")
-            std::filesystem::resize_file(entry.path(), 400'000);
+            fs::resize_file(entry.path(), 400'000);
     }
 }
 
@@ -179,7 +230,7 @@ struct Outcome
 bool areShared()
 {
     for (const auto &root : {std::string("."), farFolder.toStdString()})
-        for (const auto &entry : std::filesystem::recursive_directory_iterator(root))
+        for (const auto &entry : fs::recursive_directory_iterator(root))
             if (entry.is_regular_file() && !entry.is_symlink() && entry.hard_link_count() > 1)
                 return true;
     return false;
@@ -188,8 +239,8 @@ bool areShared()
 /// Runs the operation as the plan says, in a process of its own.
 Outcome execute(const Operation &operation, Words *before = nullptr)
 {
-    for (const auto &entry : std::filesystem::directory_iterator(farFolder.toStdString()))
-        std::filesystem::remove_all(entry);
+    for (const auto &entry : fs::directory_iterator(farFolder.toStdString()))
+        fs::remove_all(entry);
     const QString words = QStringLiteral("far->%1 other ") + QString::fromLatin1(operation.before);
     const Tree tree(words.arg(farFolder), QStringLiteral("/dev/shm"));
     fill();
@@ -383,9 +434,11 @@ int main(int argc, char **argv)
 
     if (sweep(kBroken, Whole, false) == 0)
         qFatal("THE FAULT DRIVER CANNOT RUN: it does not notice a broken operation");
+    if (lostToSwaps(nullptr) == 0)
+        qFatal("THE FAULT DRIVER CANNOT RUN: it does not notice a deletion that follows links");
     faults.clear();
     kills = runs = 0;
-    int violations = 0;
+    int violations = lostToSwaps("delete S") + lostToSwaps("empty S") + lostToSwaps("move S D");
     const bool isQuick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
     for (const unsigned lacking : kEnvironments) {
         plan->lacking = lacking;

@@ -119,7 +119,7 @@ static_assert(sizeof(long) == 8);
     long interposed_##name(long a, long b, long c, long d, long e, long f)                                   \
     {                                                                                                        \
         static const auto real = reinterpret_cast<decltype(&interposed_##name)>(::dlsym(RTLD_NEXT, #name));  \
-        if (plan && plan->atCall && isChange(kind, a, c))                                                    \
+        if (plan && plan->atCall && (plan->hearsAll || isChange(kind, a, c)))                                \
             return heard(kind, [=] { return real(a, b, c, d, e, f); });                                      \
         if (!plan || !plan->isArmed)                                                                         \
             return real(a, b, c, d, e, f);                                                                   \

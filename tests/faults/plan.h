@@ -36,8 +36,10 @@ struct Plan
     unsigned lacking;
     long at;
     std::atomic<long> calls, struck;
-    // Where it is given, no call fails: it hears of each one, before and after.
+    // Where it is given, no call fails: it hears of each one that changes something, or of all, before and
+    // after.
     void (*atCall)(std::string_view kind, const char *when);
+    bool hearsAll;
 };
 
 constexpr std::string_view kKinds[] = {"open",  "read", "write",    "list",   "copy",    "stat",

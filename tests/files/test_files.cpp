@@ -290,10 +290,12 @@ private Q_SLOTS:
     void refusedPermissionsAreTold()
     {
         const AsOrdinaryUser user;
-        const Tree tree(text("locked/ locked/a unreadable/ unreadable/a S/ S/n/ S/n/a file none/ W/ W/b"));
+        const Tree tree(
+            text("locked/ locked/a unreadable/ unreadable/a S/ S/n/ S/n/a file none/ W/ W/b drop/"));
         QVERIFY(::chmod("locked", 0500) == 0);
         QVERIFY(::chmod("unreadable", 0300) == 0);
         QVERIFY(::chmod("S/n", 0300) == 0);
+        QVERIFY(::chmod("drop", 0300) == 0);
         QVERIFY(::chmod("file", 0) == 0);
         QVERIFY(::chmod("none", 0) == 0);
         const QString before = text("before");
@@ -320,10 +322,12 @@ private Q_SLOTS:
             QVERIFY2(!run(path(command)), command);
         QVERIFY(run(path("copyfiles W locked")));
         QVERIFY(run(path("mv locked/a b"))); // though the source could not be removed
+        QVERIFY(run(path("mv b drop/b")));   // which need not be read
         QVERIFY(run(path("delete none")));
         QVERIFY(::chmod("unreadable", 0700) == 0);
         QVERIFY(::chmod("S/n", 0700) == 0);
         QVERIFY(::chmod("locked", 0700) == 0);
+        QVERIFY(::chmod("drop", 0700) == 0);
         QCOMPARE(Tree::describe("S") + Tree::describe("W"), text("n/ n/ab"));
         QCOMPARE(Tree::describe("unreadable") + Tree::describe("locked"), text("aa"));
     }

@@ -3,84 +3,14 @@
 
 #include <QTest>
 
-#include <csignal>
-#include <functional>
+#include <atomic>
 #include <thread>
+#include <vector>
 
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-namespace fs = std::filesystem;
-
-namespace {
-
-std::atomic<int> swaps{0};
-std::function<void()> afterListing;
-
-} // namespace
-
-/// Stands before the C library's: the moment between the listing of a folder and what is done to its entries.
-extern "C" ssize_t getdents64(int fd, void *entries, std::size_t size)
-{
-    const auto length = ssize_t(::syscall(SYS_getdents64, fd, entries, size));
-    if (afterListing)
-        afterListing();
-    return length;
-}
-
-namespace {
-
-/// Makes what is missing in the folder; how many files that were.
-int fill(const fs::path &folder)
-{
-    int missing = 0;
-    fs::create_directories(folder);
-    for (const char *name : {"a", "b", "c"}) {
-        missing += !fs::exists(folder / name);
-        std::ofstream(folder / name) << name;
-    }
-    return missing;
-}
-
-/// One thread deletes a tree while another swaps a folder of it, so many levels below its root, for a link
-/// that leads outside. How many entries are lost outside.
-int race(int depth, int deletions, bool (*remove)(const QString &))
-{
-    const Tree arena(QString(), text("/dev/shm"));
-    const fs::path root = fs::current_path();
-    const fs::path tree = root / "tree", outside = root / "outside", spare = root / "spare";
-    fs::path victim = tree;
-    for (int i = 0; i < depth; ++i)
-        victim /= "d";
-    fill(outside);
-    fs::create_symlink(outside, spare);
-
-    std::atomic<bool> isOver{false};
-    std::thread swapper([&] {
-        while (!isOver)
-            swaps += ::renameat2(AT_FDCWD, victim.c_str(), AT_FDCWD, spare.c_str(), RENAME_EXCHANGE) == 0;
-    });
-    int lost = 0;
-    for (int i = 0; i < deletions; ++i) {
-        fs::create_directories(victim.parent_path());
-        // Of the folder and the link one is in the tree and the other is the spare one.
-        std::error_code isThere;
-        if (fs::is_symlink(spare))
-            fill(victim);
-        else
-            fs::create_symlink(outside, victim, isThere);
-        remove(QString::fromStdString(tree.string()));
-        lost += fill(outside);
-    }
-    isOver = true;
-    swapper.join();
-    return lost;
-}
-
-} // namespace
 
 class TestHostile : public QObject
 {
@@ -91,21 +21,18 @@ private Q_SLOTS:
     {
         const Tree tree(text("T/ S/ S/a S/large=") + QString(1 << 20, QLatin1Char('x')), text("/dev/shm"));
         const QString before = Tree::describe("S");
-        const bool isMounted = ::mount("none", "T", "tmpfs", 0, "size=64k") == 0;
-        ::signal(SIGXFSZ, SIG_IGN);
-        rlimit limit, small;
-        QVERIFY(::getrlimit(RLIMIT_FSIZE, &limit) == 0);
-        QVERIFY(::getrlimit(RLIMIT_FSIZE, &small) == 0);
-        small.rlim_cur = isMounted ? limit.rlim_cur : rlim_t{64} * 1024;
-        ::setrlimit(RLIMIT_FSIZE, &small);
+        if (::mount("none", "T", "tmpfs", 0, "size=64k") != 0)
+            QSKIP("only root may mount");
         const TemporaryFolder temporary(tree.path() + text("/T"));
         std::ofstream("T/old") << "old";
+        QStringList done;
         for (const char *command :
              {"mv S/large T/l", "mv! S/large T/old", "tempcopy S/large", "copy S T", "move S T/M"})
-            QVERIFY2(!run(text(command)), command);
+            if (run(text(command)))
+                done.append(text(command));
         const QString left = Tree::describe("T");
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-        QVERIFY(!isMounted || ::umount("T") == 0);
+        QVERIFY(::umount("T") == 0);
+        QCOMPARE(done, QStringList());
         QCOMPARE(Tree::describe("S"), before);
         QCOMPARE(left, text("M/ M/a a old"));
     }
@@ -156,54 +83,6 @@ private Q_SLOTS:
         int status = -1;
         QCOMPARE(::waitpid(child, &status, 0), child);
         QCOMPARE(status, 0);
-    }
-
-    /// Somebody swaps a folder for a link that leads outside, behind each listing in turn.
-    void nothingBehindAFolderThatBecameALinkIsDeleted()
-    {
-        for (const int depth : {1, 2, 5, 20}) {
-            bool wasSwapped = true;
-            for (int at = 1; wasSwapped; ++at) {
-                const Tree arena(QString(), text("/dev/shm"));
-                fs::path victim = "tree";
-                for (int i = 0; i < depth; ++i)
-                    victim /= "d";
-                fill(victim);
-                fill("outside");
-                fs::create_symlink(fs::current_path() / "outside", "link");
-                int listings = 0;
-                wasSwapped = false;
-                afterListing = [&] {
-                    if (++listings == at)
-                        wasSwapped =
-                            ::renameat2(AT_FDCWD, victim.c_str(), AT_FDCWD, "link", RENAME_EXCHANGE) == 0;
-                };
-                TESCoreUtil::DeleteFolderAndFiles(text("tree"));
-                afterListing = nullptr;
-                QCOMPARE(fill("outside"), 0);
-            }
-        }
-    }
-
-    /// The same at any moment, by chance. `make check-faults` asks for many more deletions, and then a walk
-    /// that does not look must lose something.
-    void nothingBehindASwappedFolderIsDeleted()
-    {
-        const int wanted = qEnvironmentVariableIntValue("DELETIONS");
-        const int deletions = std::max(500, wanted);
-        int lostByQt = 0;
-        for (const int depth : {0, 1, 2, 5}) {
-            swaps = 0;
-            const int lost = race(depth, deletions, TESCoreUtil::DeleteFolderAndFiles);
-            const int seen = swaps;
-            if (wanted > 0)
-                lostByQt += race(depth, deletions,
-                                 [](const QString &path) { return QDir(path).removeRecursively(); });
-            qInfo("depth %d: %d deletions, %d swaps, %d lost; by QDir up to here %d", depth, deletions, seen,
-                  lost, lostByQt);
-            QCOMPARE(lost, 0);
-        }
-        QVERIFY2(wanted == 0 || lostByQt > 0, "nothing was swapped at the right moment");
     }
 };
 
