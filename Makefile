@@ -83,7 +83,7 @@ check-faults: ## fails, and kills at, every system call of the file operations; 
 
 check-filesystems: ## the tests of the files module on ext4, XFS, btrfs, overlayfs, exFAT, NTFS, bindfs and sshfs; as root
 	tools/install-packages build translations filesystems
-	$(call build,release,--target test_filesystem test_files test_moves test_contents test_hostile export)
+	$(call build,release,--target test_filesystem test_files test_moves test_contents export)
 	tools/check-filesystems build/release
 
 check-power: ## cuts the power at each call of each moving operation on ten file systems; five minutes

@@ -8,12 +8,16 @@
 #include <QTest>
 #include <QThreadPool>
 
+#include <atomic>
 #include <cstdlib>
 #include <functional>
+#include <thread>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 
 using namespace TESCoreUtil;
 
@@ -142,29 +146,23 @@ private Q_SLOTS:
         for (int round = 0; round < 40; ++round) {
             QStringList words{text("a/")};
             for (int i = 0; i < 30; ++i) {
-                // The same beginning, and either case, so that all of a name decides; in some rounds only
-                // ASCII.
+                // The same beginning, and either case, so that all of a name decides; in some rounds ASCII.
                 const QString name = text("nAme-nAme-") + QString::number(random.generate(), 36);
                 words.append(QString::fromUtf8(forms[random.bounded(round % 2 ? 12 : 11)])
                                  .arg((i % 2 ? name.toUpper() : name) + QString::number(i)));
             }
             const Tree tree(words.join(QLatin1Char(' ')));
-            QStringList names, files;
-            const auto plain = QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot;
-            const QDir here;
-            const QFileInfoList listed = here.entryInfoList(plain);
-            for (const QFileInfo &info : listed)
-                names.append(info.fileName());
-            const QFileInfoList all = here.entryInfoList();
-            for (const QFileInfo &info : all) {
+            QStringList files;
+            const QFileInfoList all = QDir().entryInfoList();
+            for (const QFileInfo &info : all)
                 if (info.isFile())
                     files.append(info.absoluteFilePath());
-            }
             QStringList found = RecursiveGetFiles(tree.path());
             for (auto file = found.begin(); file != found.end();)
                 file = QFileInfo(*file).path() == QDir::currentPath() ? file + 1 : found.erase(file);
             QCOMPARE(found, files);
-            QVERIFY(getFileAndDirCount(tree.path()) == names.size());
+            const auto entries = QDir().entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot);
+            QCOMPARE(getFileAndDirCount(tree.path()), int(entries.size()));
         }
     }
 
@@ -491,6 +489,74 @@ private Q_SLOTS:
         QThreadPool::globalInstance()->waitForDone();
         QVERIFY(QFileInfo::exists(kept));
         QVERIFY(!QFileInfo::exists(deleted));
+    }
+
+    void aFullTargetCostsNothing()
+    {
+        const Tree tree(text("T/ S/ S/a S/large=") + QString(1 << 20, QLatin1Char('x')), text("/dev/shm"));
+        const QString before = Tree::describe("S");
+        if (::mount("none", "T", "tmpfs", 0, "size=64k") != 0)
+            QSKIP("only root may mount");
+        const TemporaryFolder temporary(tree.path() + text("/T"));
+        std::ofstream("T/old") << "old";
+        QStringList done;
+        for (const char *command :
+             {"mv S/large T/l", "mv! S/large T/old", "tempcopy S/large", "copy S T", "move S T/M"})
+            if (run(text(command)))
+                done.append(text(command));
+        const QString left = Tree::describe("T");
+        QVERIFY(::umount("T") == 0);
+        QCOMPARE(done, QStringList());
+        QCOMPARE(Tree::describe("S"), before);
+        QCOMPARE(left, text("M/ M/a a old"));
+    }
+
+    void twoThousandTemporaryFoldersOfEightThreads()
+    {
+        const Tree tree(QString(), text("/dev/shm"));
+        const TemporaryFolder temporary(tree.path());
+        const auto descriptors = openDescriptors();
+        std::atomic<int> made{0};
+        const auto work = [&] {
+            for (int i = 0; i < 250; ++i) {
+                const TESTempFolder folder(true, true);
+                made += QDir(folder.path()).mkpath(text("a/b"));
+                std::ofstream(folder.path().toStdString() + "/a/b/c") << "content";
+            }
+        };
+        std::vector<std::thread> threads(8);
+        for (std::thread &thread : threads)
+            thread = std::thread(work);
+        for (std::thread &thread : threads)
+            thread.join();
+        QThreadPool::globalInstance()->waitForDone();
+        QCOMPARE(made.load(), 2000);
+        QCOMPARE(Tree::describe(), QCoreApplication::applicationName() + QLatin1Char('/'));
+        QCOMPARE(openDescriptors(), descriptors);
+    }
+
+    void aFolderWithoutAThreadDoesNotHangTheEnd()
+    {
+        const Tree tree(QString(), text("/dev/shm"));
+        QVERIFY(::chmod(".", 0777) == 0);
+        const TemporaryFolder temporary(tree.path());
+        const pid_t child = ::fork();
+        if (child == 0) {
+            constexpr uid_t nobodyElse = 47114;
+            const rlimit one{1, 1};
+            if (::getuid() == 0 && ::setresuid(nobodyElse, nobodyElse, nobodyElse) != 0)
+                ::_exit(2);
+            ::setrlimit(RLIMIT_NPROC, &one);
+            bool wasMade = false;
+            {
+                const TESTempFolder folder(true, true);
+                wasMade = QFileInfo::exists(folder.path());
+            }
+            ::_exit(wasMade && QThreadPool::globalInstance()->waitForDone(5000) ? 0 : 1);
+        }
+        int status = -1;
+        QCOMPARE(::waitpid(child, &status, 0), child);
+        QCOMPARE(status, 0);
     }
 };
 

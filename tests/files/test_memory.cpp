@@ -90,13 +90,6 @@ bool answers(const Answer &given, const Answer &right)
     return given == right;
 }
 
-/// The same for a path, which nobody knows beforehand.
-bool answersPath(const QString &given)
-{
-    remaining = never;
-    return !given.isNull();
-}
-
 struct Operation
 {
     const char *name;
@@ -116,11 +109,11 @@ const std::vector<Operation> &operations()
         {"calcHashSum", [] { return calcHashSum(file).size() == 20; }},
         {"calcChecksum",
          [] { return TESFileUtil::calcChecksum(file, QCryptographicHash::Md5).size() == 16; }},
-        {"GetUniqueFileName", [] { return answersPath(GetUniqueFileName(file)); }},
-        {"GetUniqueSequentialFileName", [] { return answersPath(GetUniqueSequentialFileName(file)); }},
-        {"GetNewTempFolderPath", [] { return answersPath(GetNewTempFolderPath(true)); }},
-        {"GetNewTempFilePath", [] { return answersPath(GetNewTempFilePath(letter)); }},
-        {"CreateTemporaryCopy", [] { return answersPath(CreateTemporaryCopy(file)); }},
+        {"GetUniqueFileName", [] { return !GetUniqueFileName(file).isNull(); }},
+        {"GetUniqueSequentialFileName", [] { return !GetUniqueSequentialFileName(file).isNull(); }},
+        {"GetNewTempFolderPath", [] { return !GetNewTempFolderPath(true).isNull(); }},
+        {"GetNewTempFilePath", [] { return !GetNewTempFilePath(letter).isNull(); }},
+        {"CreateTemporaryCopy", [] { return !CreateTemporaryCopy(file).isNull(); }},
         {"IsReadable", [] { return IsReadable(file); }},
         {"IsWritable", [] { return IsWritable(fresh); }},
         {"RenameFile", [] { return RenameFile(file, taken, true); }},

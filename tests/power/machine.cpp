@@ -126,11 +126,6 @@ void set(const char *name, int value)
     std::ofstream(std::string("/proc/sys/vm/") + name) << value;
 }
 
-bool isHeads()
-{
-    return chance() % 2 == 0;
-}
-
 /// Writes back some of what is in memory, as a kernel does whenever it likes.
 void writeBackSome()
 {
@@ -151,13 +146,13 @@ void writeBackSome()
     };
     std::error_code error;
     for (const auto &entry : fs::recursive_directory_iterator(kDisk / folderName(), error)) {
-        if (isHeads())
+        if (chance() % 2 == 0)
             writeBack(entry.path(), 0, 0);
     }
-    if (isHeads())
+    if (chance() % 2 == 0)
         writeBack(kDisk / folderName(), 0, 0);
     for (off_t i = 0; i < kStretches; ++i) {
-        if (isHeads())
+        if (chance() % 2 == 0)
             writeBack("/dev/ubda", i * kStretch, kStretch);
     }
     if (way == 2) { // somebody else's file
