@@ -49,9 +49,7 @@ void check(Fields fields);
 /// Whether the text has no unpaired surrogate, which no encoding can hold.
 inline bool isWellFormed(const QString &text)
 {
-    return QString::fromUcs4(reinterpret_cast<const char32_t *>(text.toUcs4().constData()),
-                             int(text.toUcs4().size())) == text &&
-           !text.contains(QChar::ReplacementCharacter);
+    return QString::fromUtf8(text.toUtf8()) == text && !text.contains(QChar::ReplacementCharacter);
 }
 
 #endif

@@ -77,7 +77,8 @@ QString runOnAnOldKernel()
         ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0 ||
         ::syscall(SYS_pidfd_open, getpid(), 0) != -1)
         return text("not refused");
-    const QString ends = told(executeProcess(shell("printf abc; printf de >&2; sleep 40 & exit 3"), 30000));
+    const QString ends =
+        told(executeProcess(shell("printf abc; printf de >&2; sleep 40 & sleep 0.2; exit 3"), 30000));
     return ends + text("; ") + told(executeProcess(text("sleep 1000"), 100));
 }
 
@@ -138,7 +139,7 @@ private Q_SLOTS:
     {
         for (const auto &[script, timeout] :
              {std::pair("trap '' TERM; sleep 1000", 200),
-              std::pair("sleep 1000 & printf $!; sleep 1000", 300),
+              std::pair("(sleep 1000 & printf $!); sleep 1000", 300),
               std::pair("setsid sleep 1000 & printf $!; sleep 1000", 300), std::pair("sleep 1000", 0),
               std::pair("yes | tee /dev/stderr", 100)}) {
             const QDeadlineTimer due(timeout), late(timeout + 10000);
