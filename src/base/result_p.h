@@ -14,7 +14,7 @@ public:
     constexpr explicit Result(int error) : m_error(error) {}
 
     /// What a system call returned: -1 stands for the failure that errno tells.
-    static Result of(long returned) { return returned == -1 ? Result(errno) : Result(); }
+    static Result of(long long returned) { return returned == -1 ? Result(errno) : Result(); }
 
     constexpr explicit operator bool() const { return m_error == 0; }
     constexpr int error() const { return m_error; }
