@@ -139,7 +139,7 @@ private Q_SLOTS:
     {
         for (const auto &[script, timeout] :
              {std::pair("trap '' TERM; sleep 1000", 200),
-              std::pair("(sleep 1000 & printf $!); sleep 1000", 300),
+              std::pair("trap '' HUP; (sleep 1000 & printf $!); sleep 1000", 300),
               std::pair("setsid sleep 1000 & printf $!; sleep 1000", 300), std::pair("sleep 1000", 0),
               std::pair("yes | tee /dev/stderr", 100)}) {
             const QDeadlineTimer due(timeout), late(timeout + 10000);
