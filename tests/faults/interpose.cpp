@@ -156,7 +156,8 @@ INTERPOSE(fstatat64, "stat", nullptr, 0)
 INTERPOSE(faccessat, "stat", nullptr, UNLESS(NewCalls, d != 0, EPERM))
 INTERPOSE(mkdirat, "mkdir", nullptr, 0)
 INTERPOSE(linkat, "link", nullptr,
-          (plan->lacking & HardLinks) ? EPERM : UNLESS(LinksToUnnamed, e != 0, EACCES))
+          (plan->lacking & HardLinks) ? EPERM
+                                      : UNLESS(LinksToUnnamed, e != 0, e == AT_EMPTY_PATH ? EACCES : EXDEV))
 INTERPOSE(renameat, "rename", nullptr, UNLESS(ReplacingRename, true, renameError(c, d, 0)))
 INTERPOSE(renameat2, "rename", nullptr, renameError(c, d, e))
 INTERPOSE(unlinkat, "unlink", nullptr, 0)
@@ -165,7 +166,7 @@ INTERPOSE(fsync, "sync", nullptr,
           UNLESS(FolderSync, (::fcntl(int(a), F_GETFL) & O_TMPFILE) == O_DIRECTORY, EINVAL))
 INTERPOSE(sync, "sync", nullptr, 0)
 INTERPOSE(fstatfs64, "type", nullptr, 0)
-INTERPOSE(syncfs, "sync", nullptr, UNLESS(SyncOfAll, true, ENOSYS))
+INTERPOSE(syncfs, "sync", nullptr, UNLESS(SyncOfAll, true, plan->lacking &NewCalls ? EPERM : ENOSYS))
 INTERPOSE(fchmod, "chmod", nullptr, 0)
 INTERPOSE(ftruncate64, "chmod", nullptr, 0)
 INTERPOSE(fchown, "attribute", nullptr, 0)
