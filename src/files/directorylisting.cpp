@@ -67,7 +67,8 @@ Result DirectoryListing::read(int dirfd, Order order, Keep keep)
         if (length == 0)
             break;
         for (ssize_t at = 0; at < length;) {
-            const auto *entry = reinterpret_cast<const dirent64 *>(buffer + at);
+            const void *record = buffer + at; // aligned by the kernel
+            const auto *entry = static_cast<const dirent64 *>(record);
             at += entry->d_reclen;
             if (entry->d_name[0] != '.')
                 add(dirfd, entry->d_name, entry->d_type, keep);
