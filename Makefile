@@ -91,7 +91,7 @@ check-power: ## cuts the power at each call of each moving operation on ten file
 	$(call build,release,--target power)
 	tools/check-power build/release/tests/power $(JOBS)
 
-check-arch: ## the tests on i386, arm64 and s390x in Debian roots, or on ARCH= alone (armhf too); 40 minutes (QT=)
+check-arch: ## the tests on i386, arm64 and s390x in Debian roots, or on ARCH= alone (armhf too); an hour (QT=)
 	tools/install-packages arch $(filter arm64 armhf s390x,$(tried_architectures))
 	set -e; for arch in $(tried_architectures); do \
 	    tools/check-arch $$arch $(JOBS) $(call qt_presets,release,qt6-release); \
