@@ -67,8 +67,9 @@ TESCORE_EXPORT QString CreateUUID();
 /// old name or its new one, or both: then they may be two names of one file. A process that is killed may
 /// leave the same, and a hidden file `.UUID` beside a destination that it was replacing. Within a file system
 /// RenameFile() and MoveDirectoryQuick() are renames, as safe as it makes them. Where renames reach the disk
-/// by halves, so that a power cut could leave neither name, they move files instead: by a second name on ext2
-/// and minix, by a copy on FAT, which is renamed all the same when the disk has no room for one.
+/// by halves, so that a power cut could leave neither name, they move files instead: by a second name on
+/// ext2, minix and ext4 without a journal, by a copy on FAT, which is renamed all the same when the disk has
+/// no room for one.
 ///
 /// A file that changed while it was moved stays, and so does what was put in its place; changes through a
 /// shared mapping (mmap) cannot be seen.

@@ -1,12 +1,20 @@
 #include "mounts_p.h"
 
+#include <base/descriptor_p.h>
+
 #include <QFile>
 
+#include <climits>
+#include <cstring>
+#include <string_view>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/sysmacros.h>
 
 namespace TesCoreFiles {
+
+using namespace TesCoreBase;
 
 QList<Mount> mounts()
 {
@@ -29,6 +37,23 @@ QList<Mount> mounts()
                         fields.value(dash + 1)});
     }
     return all;
+}
+
+bool isWithoutJournal(dev_t device)
+{
+    char path[PATH_MAX], disk[PATH_MAX];
+    std::snprintf(path, sizeof path, "/sys/dev/block/%u:%u", major(device), minor(device));
+    const ssize_t length = ::readlink(path, disk, sizeof disk - 1);
+    if (length <= 0)
+        return false;
+    disk[length] = '\0'; // "../../devices/.../sda1"
+    std::snprintf(path, sizeof path, "/sys/fs/ext4%.255s/journal_task", std::strrchr(disk, '/'));
+    const Descriptor task(::open(path, O_RDONLY | O_CLOEXEC));
+    constexpr std::string_view none = "<none>";
+    char text[none.size()] = {};
+    std::size_t filled = 0;
+    return task.isOpen() && readAll(task.get(), text, sizeof text, &filled) &&
+           none == std::string_view(text, filled);
 }
 
 } // namespace TesCoreFiles

@@ -19,6 +19,9 @@ struct Mount
 /// All mounts; none where that is unknown.
 QList<Mount> mounts();
 
+/// Whether the ext4 file system on a device keeps no journal, as sysfs tells. False too when that is unknown.
+bool isWithoutJournal(dev_t device);
+
 } // namespace TesCoreFiles
 
 #endif

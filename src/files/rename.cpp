@@ -159,13 +159,17 @@ bool renamesByHalves(int dirfd)
     const unsigned type = typeOf(dirfd);
     if (type != extended)
         return isOneOf(type, {minix, minixLong, minix2, minix2Long, minix3, fat, exfat});
-    // One number stands for ext2, ext3 and ext4. ext2 keeps no times of birth; what else keeps none, only the
-    // mount tells.
+    // One number stands for ext2, ext3 and ext4, of which a journal keeps the halves together. ext2 keeps no
+    // times of birth; what else keeps none, only the mount tells.
+    struct stat info;
+    if (::fstat(dirfd, &info) != 0)
+        return false;
+    if (isWithoutJournal(info.st_dev))
+        return true;
     struct statx born;
     if (::statx(dirfd, "", AT_EMPTY_PATH, STATX_BTIME, &born) != 0 || (born.stx_mask & STATX_BTIME))
         return false;
-    struct stat info;
-    const QList<Mount> all = ::fstat(dirfd, &info) == 0 ? mounts() : QList<Mount>();
+    const QList<Mount> all = mounts();
     return std::any_of(all.begin(), all.end(), [&](const Mount &mount) {
         return mount.device == info.st_dev && mount.type == "ext2";
     });

@@ -28,7 +28,7 @@ bool isCertainlyUndone(Result failure);
 bool isLocal(int dirfd);
 
 /// Whether the file system writes a rename to the disk by halves, so that a power cut may leave neither name:
-/// ext2 and minix, where a second name is safer, and FAT, where only a copy is.
+/// ext2, ext4 without a journal and minix, where a second name is safer, and FAT, where only a copy is.
 bool renamesByHalves(int dirfd);
 
 /// Whether a failure says that there is no room.

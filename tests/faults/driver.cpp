@@ -312,6 +312,15 @@ std::pair<bool, bool> excuses(const Operation &operation)
     return {cannotTidy, cannotUndo};
 }
 
+bool keepsReplaced(const Operation &operation, const Words &before, const Outcome &now)
+{
+    const bool isAllThere = contentsOf(now.after).contains(contentsOf(before));
+    if (!now.answer && plan->error != kKill && (plan->lacking & kNoNewNames) == 0 && !isAllThere)
+        return false;
+    // Where a rename replaces nothing, the old file leaves its name before the new one comes.
+    return hasDestination(operation, now.after) || ((plan->lacking & ReplacingRename) && isAllThere);
+}
+
 /// What is wrong with an outcome, given that of a run without a fault; null when nothing is.
 const char *violation(const Operation &operation, const Words &before, const Outcome &sound,
                       const Outcome &now)
@@ -324,14 +333,8 @@ const char *violation(const Operation &operation, const Words &before, const Out
     if (hasChangedOutside(before, now.after))
         return "something outside has changed";
 
-    if (operation.traits & Replaces) {
-        const bool isAllThere = contentsOf(now.after).contains(contentsOf(before));
-        // Where a rename replaces nothing, the old file leaves its name before the new one comes.
-        if (!hasDestination(operation, now.after) && !((plan->lacking & ReplacingRename) && isAllThere))
-            return "what is replaced is gone";
-        if (!now.answer && !isKilled && (plan->lacking & kNoNewNames) == 0 && !isAllThere)
-            return "false, and what was to be replaced is gone";
-    }
+    if ((operation.traits & Replaces) && !keepsReplaced(operation, before, now))
+        return "what is replaced is gone";
 
     const auto [cannotTidy, cannotUndo] = excuses(operation);
     const bool isUntidy = cannotTidy || (isKilled && hasDraft(operation));

@@ -22,7 +22,8 @@ bool playsFat = false; // which has no links, and writes the halves of a rename 
 
 } // namespace
 
-// Both stand before the C library's.
+// Both stand before the C library's, whose headers use reserved names.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" int fstatfs(int fd, struct statfs *info) noexcept
 {
     const int result = int(::syscall(SYS_fstatfs, fd, info));
@@ -35,6 +36,7 @@ extern "C" int linkat(int fromDirfd, const char *from, int toDirfd, const char *
     errno = EPERM;
     return playsFat ? -1 : int(::syscall(SYS_linkat, fromDirfd, from, toDirfd, to, flags));
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace {
 
@@ -132,7 +134,7 @@ private Q_SLOTS:
         CopyFiles(text("S"), text("E"));
         ::umask(mask);
         QVERIFY(isCopied);
-        for (const std::string root : {"D", "E"}) {
+        for (const std::string &root : {std::string("D"), std::string("E")}) {
             QCOMPARE(modeOf(root + "/private"), 0700U);
             QCOMPARE(modeOf(root + "/sealed"), 0555U);
             QVERIFY(fs::exists(root + "/sealed/x"));

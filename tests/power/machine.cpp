@@ -274,6 +274,7 @@ void tell(const std::string &image, std::ostream &told)
 int main(int argc, char **argv)
 {
     mountAt("/proc", "proc", "proc", "");
+    mountAt("/sys", "sysfs", "sysfs", "");
     mountAt("/mnt", "tmpfs", "tmpfs", "");
     std::istringstream modules(setting("MODULES"));
     for (std::string module; modules >> module;) {
