@@ -180,7 +180,8 @@ private Q_SLOTS:
     {
         const Descriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
         char name[64];
-        QVERIFY(::grantpt(terminal.get()) == 0);
+        if (!terminal.isOpen() || ::grantpt(terminal.get()) != 0)
+            QSKIP("no pseudo-terminals here");
         QVERIFY(::unlockpt(terminal.get()) == 0);
         QCOMPARE(::ptsname_r(terminal.get(), name, sizeof name), 0);
         const Descriptor other(::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
