@@ -52,7 +52,8 @@ int qtExecute()
 void addIdRows(Table &table)
 {
     addIds(table, "a million ids below ten million", 10 * idCount, 0.85);
-    addIds(table, "a million ids in long runs", idCount + idCount / 10, 1.0); // nearly all is walking the set
+    // Walking the set is 0.82 of what the peer does.
+    addIds(table, "a million ids in long runs", idCount + idCount / 10, 0.9);
 }
 
 void addProcessRows(Table &table)
