@@ -1,7 +1,6 @@
 #include "support/operations.h"
 #include "support/tree.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 
 #include <fcntl.h>
@@ -119,20 +118,19 @@ private Q_SLOTS:
         QVERIFY(isShared("D/big"));
     }
 
+    /// Longer than the time that a test has, if it went through every byte of the hole.
     void movesAndCopiesLargeFilesInAMoment()
     {
+        const QByteArray fileSystem = qgetenv("FILE_SYSTEM");
         for (const qint64 size : {kLarge, kHuge}) {
             const Tree tree(text("S/"));
             if (!canHoldHoles("S/large", size))
                 QSKIP("this file system cannot hold so large a sparse file");
-            QElapsedTimer timer;
-            timer.start();
             QVERIFY(TESCoreUtil::CopyDirectory(QDir(text("S")), QDir(text("C"))));
             QVERIFY(TESCoreUtil::MoveFile(text("S/large"), text("moved"), false));
-            QVERIFY(timer.elapsed() < 5'000);
             QVERIFY(isSparse("C/large", size));
             QVERIFY(isSparse("moved", size));
-            if (size == kLarge && qgetenv("FILE_SYSTEM") == "ext4") // once is enough
+            if (size == kLarge && (fileSystem.isEmpty() || fileSystem == "ext4")) // not on each of them
                 QCOMPARE(TESCoreUtil::calcHashSum(text("C/large")).toHex(),
                          QByteArray("f3364a8c25f376ec1e21328d60a66e6a203fc9b8"));
         }
