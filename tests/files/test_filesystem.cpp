@@ -3,6 +3,8 @@
 
 #include <QTest>
 
+#include <vector>
+
 #include <fcntl.h>
 #include <linux/fiemap.h>
 #include <linux/fs.h>
@@ -40,8 +42,9 @@ bool canHoldHoles(const char *name, qint64 size)
 /// Whether the content of the file is also another's.
 bool isShared(const char *name)
 {
-    alignas(fiemap) char memory[sizeof(fiemap) + sizeof(fiemap_extent)] = {};
-    auto *map = reinterpret_cast<fiemap *>(memory);
+    std::vector<fiemap> memory(1 + sizeof(fiemap_extent) / sizeof(fiemap) +
+                               1); // one, and an extent behind it
+    fiemap *const map = memory.data();
     map->fm_length = FIEMAP_MAX_OFFSET;
     map->fm_flags = FIEMAP_FLAG_SYNC;
     map->fm_extent_count = 1;
