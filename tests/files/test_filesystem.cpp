@@ -42,8 +42,8 @@ bool canHoldHoles(const char *name, qint64 size)
 /// Whether the content of the file is also another's.
 bool isShared(const char *name)
 {
-    std::vector<fiemap> memory(1 + sizeof(fiemap_extent) / sizeof(fiemap) +
-                               1); // one, and an extent behind it
+    std::vector<fiemap> memory(4); // one, and room for an extent behind it
+    static_assert(3 * sizeof(fiemap) >= sizeof(fiemap_extent));
     fiemap *const map = memory.data();
     map->fm_length = FIEMAP_MAX_OFFSET;
     map->fm_flags = FIEMAP_FLAG_SYNC;
